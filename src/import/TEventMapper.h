@@ -1,0 +1,71 @@
+#pragma once
+
+#include "import/EventRecord.h"
+#include "import/LocaleDateText.h"
+#include "store/DateTime.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kelvane {
+
+class ImportReport;
+class TIPGeolocator;
+class TMainDataModule;
+class TTableDataset;
+
+// What the reader has gathered of the event being read.
+struct EventState {
+    int FEventIDUnderParsing = -1;
+    std::string FEventNameUnderParsing;
+    std::string FComputerName;
+    EventRecord FEventRecordData;
+};
+
+// Turns one gathered event into its master row, its type row and its summary rows.
+class TEventMapper {
+public:
+    // With a geolocator the mapper is the geolocating form; without one, the plain form.
+    TEventMapper(TMainDataModule& data, ImportReport& report, TIPGeolocator* geolocator = nullptr);
+    ~TEventMapper();
+
+    // Called at the end tag of EventData. Writes the event's rows and clears its items; on a failure the
+    // report learns of it, the items stay, and the row being written stays pending on its dataset.
+    void writeEvent(EventState& state);
+    bool geolocating() const { return m_geo != nullptr; }
+
+    // Field accessors over the current event's items.
+    std::string_view ReadText(std::string_view name) const;
+    std::int32_t ReadInteger(std::string_view name) const;
+    std::int64_t ReadInt64(std::string_view name) const;
+    std::string_view ReadBaseName(std::string_view name) const;
+    DateTime ReadDateTime(std::string_view name) const;
+    bool ReadBoolean(std::string_view name) const;
+
+    // The EventDetails text of the current event (before the cut to the column's width).
+    std::string eventDetails(const DateTime& utcTime, std::string_view queryStatusDescription) const;
+
+private:
+    struct FieldPlan;
+    struct TypePlan;
+    void writeRows(EventState& state);
+    void writeTypeRow(const TypePlan& plan, std::int64_t gid, std::string_view description);
+    void writeImageExe(int id, const TTableDataset& row, const char* image, const char* imageExe,
+                       const char* guid, std::int64_t gid);
+    void writeHashes(const TTableDataset& row, std::int64_t gid);
+    void writeNetworkSummary(const TTableDataset& row, std::int64_t gid);
+    void geolocate(TTableDataset& row, const char* isIpv6, const char* address, const char* country,
+                   const char* countryCode);
+    const TypePlan* planFor(int id) const;
+
+    TMainDataModule& m_data;
+    ImportReport& m_report;
+    TIPGeolocator* m_geo;
+    const EventState* m_state = nullptr;
+    std::vector<TypePlan> m_plans;
+    mutable LocaleDateText m_dateText;
+};
+
+} // namespace kelvane

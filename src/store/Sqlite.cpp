@@ -1,0 +1,117 @@
+#include "store/Sqlite.h"
+
+namespace kelvane::sql {
+
+Database::Database(const std::string& path) {
+    sqlite3* db = nullptr;
+    const int rc = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    m_db.reset(db);
+    if (rc != SQLITE_OK) {
+        const std::string text = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
+        m_db.reset();
+        throw Error("unable to open database file '" + path + "': " + text, rc);
+    }
+    sqlite3_extended_result_codes(db, 1);
+}
+
+void Database::exec(const std::string& sql) {
+    char* message = nullptr;
+    const int rc = sqlite3_exec(m_db.get(), sql.c_str(), nullptr, nullptr, &message);
+    if (rc != SQLITE_OK) {
+        std::string text = message ? message : sqlite3_errstr(rc);
+        sqlite3_free(message);
+        throw Error(text, rc);
+    }
+}
+
+Statement Database::prepare(std::string_view sql, bool persistent) const {
+    if (!m_db)
+        throw Error("database is not open", SQLITE_MISUSE);
+    sqlite3_stmt* stmt = nullptr;
+    const unsigned flags = persistent ? SQLITE_PREPARE_PERSISTENT : 0;
+    const int rc =
+        sqlite3_prepare_v3(m_db.get(), sql.data(), static_cast<int>(sql.size()), flags, &stmt, nullptr);
+    if (rc != SQLITE_OK) {
+        sqlite3_finalize(stmt);
+        throw Error(sqlite3_errmsg(m_db.get()), rc);
+    }
+    return Statement(m_db.get(), stmt);
+}
+
+void Statement::fail(int rc) const { throw Error(m_db ? sqlite3_errmsg(m_db) : sqlite3_errstr(rc), rc); }
+
+void Statement::bindNull(int index) {
+    if (const int rc = sqlite3_bind_null(m_stmt.get(), index); rc != SQLITE_OK)
+        fail(rc);
+}
+
+void Statement::bind(int index, std::int64_t value) {
+    if (const int rc = sqlite3_bind_int64(m_stmt.get(), index, value); rc != SQLITE_OK)
+        fail(rc);
+}
+
+void Statement::bind(int index, double value) {
+    if (const int rc = sqlite3_bind_double(m_stmt.get(), index, value); rc != SQLITE_OK)
+        fail(rc);
+}
+
+void Statement::bindStatic(int index, std::string_view text) {
+    const int rc = sqlite3_bind_text(m_stmt.get(), index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+    if (rc != SQLITE_OK)
+        fail(rc);
+}
+
+void Statement::bind(int index, std::string_view text) {
+    const int rc =
+        sqlite3_bind_text(m_stmt.get(), index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+    if (rc != SQLITE_OK)
+        fail(rc);
+}
+
+bool Statement::step() {
+    const int rc = sqlite3_step(m_stmt.get());
+    if (rc == SQLITE_ROW)
+        return true;
+    if (rc == SQLITE_DONE)
+        return false;
+    const Error error(sqlite3_errmsg(m_db), rc);
+    sqlite3_reset(m_stmt.get());
+    throw error;
+}
+
+void Statement::run() {
+    while (step()) {
+    }
+}
+
+void Statement::reset() { sqlite3_reset(m_stmt.get()); }
+
+std::string Statement::columnName(int col) const {
+    const char* name = sqlite3_column_name(m_stmt.get(), col);
+    return name ? name : std::string();
+}
+
+std::string_view Statement::columnText(int col) const {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_stmt.get(), col));
+    if (!text)
+        return {};
+    return std::string_view(text, static_cast<size_t>(sqlite3_column_bytes(m_stmt.get(), col)));
+}
+
+Transaction::Transaction(Database& db) : m_db(db) { m_db.exec("BEGIN"); }
+
+Transaction::~Transaction() {
+    if (m_open) {
+        try {
+            m_db.exec("ROLLBACK");
+        } catch (...) {
+        }
+    }
+}
+
+void Transaction::commit() {
+    m_db.exec("COMMIT");
+    m_open = false;
+}
+
+} // namespace kelvane::sql

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "store/Sqlite.h"
+#include "store/TQuery.h"
+#include "store/TTableDataset.h"
+
+#include <QString>
+
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace kelvane {
+
+// The one object through which the program reaches the database: the connection, the write-side
+// datasets of the importers and the named queries of the views. Only one thread uses it at a time.
+class TMainDataModule {
+public:
+    TMainDataModule();
+    ~TMainDataModule();
+    TMainDataModule(const TMainDataModule&) = delete;
+    TMainDataModule& operator=(const TMainDataModule&) = delete;
+
+    // KelvaneDBConnection's setting: the database file (configured by the main window; opens nothing).
+    void setDatabasePath(const QString& path) { m_databasePath = path; }
+    const QString& databasePath() const { return m_databasePath; }
+
+    void OpenDatabase();
+    void CloseDatabase();
+    void OpenDatabaseAndTables();
+    void CloseTablesOnly();
+    void CloseDatabaseAndTables();
+    void OpenCloseAllEventsViewTables(bool active);
+    void BuildDatabaseStructure();
+    void DeleteAll();
+    bool HasDatabaseConnection() const { return m_connection != nullptr; }
+    bool TablesExist();
+    int GetTableCount();
+    bool HasImportedData();
+    QString GetDatabaseVersion();
+
+    // Writes go into one transaction until it is committed; the importer commits in batches so that
+    // a posted row does not cost one commit each.
+    void beginBatch();
+    void commitBatch();
+    bool inBatch() const { return m_inBatch; }
+
+    // Write-side dataset by its name (ProcesscreateTable) or by its table (ProcessCreate).
+    TTableDataset& dataset(const QString& datasetName);
+    TTableDataset& tableDataset(std::string_view tableName);
+
+    // Named queries (FDQueryImages, FDQueryGetSessionEvents, ...) and the read-side datasets of the
+    // all-events view (FDQueryAllProcessCreate, ..., FDQueryAllAllEvents).
+    TQuery& query(const QString& name);
+    bool allEventsViewTablesActive() const { return m_allEventsViewActive; }
+    QStringList queryNames() const;
+
+    // The open connection; throws when there is none.
+    sql::Database& connection();
+
+private:
+    void addQuery(const QString& name, std::string sql);
+    QString m_databasePath;
+    std::unique_ptr<sql::Database> m_connection;
+    std::vector<std::unique_ptr<TTableDataset>> m_datasets; // in open/close order
+    std::map<QString, std::unique_ptr<TQuery>> m_queries;
+    bool m_allEventsViewActive = false;
+    bool m_inBatch = false;
+};
+
+// The program's single data module, set up at start-up.
+extern TMainDataModule* MainDataModule;
+
+} // namespace kelvane

@@ -1,0 +1,207 @@
+#include "store/TTableDataset.h"
+
+#include <set>
+
+namespace kelvane {
+
+void cutToWidth(std::string& text, int width) {
+    if (width <= 0 || text.size() <= static_cast<size_t>(width))
+        return;
+    size_t pos = 0;
+    int units = 0;
+    while (pos < text.size()) {
+        const auto lead = static_cast<unsigned char>(text[pos]);
+        const int length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+        const int charUnits = length == 4 ? 2 : 1;
+        if (units + charUnits > width)
+            break;
+        units += charUnits;
+        pos += static_cast<size_t>(length);
+    }
+    if (pos < text.size())
+        text.resize(pos);
+}
+
+TTableDataset::TTableDataset(const TableDef& table, std::vector<FieldDef> fields)
+    : m_table(table), m_fields(std::move(fields)), m_name(table.datasetName), m_values(m_fields.size()) {
+    for (size_t i = 0; i < m_fields.size(); ++i)
+        m_index.emplace(m_fields[i].name, static_cast<int>(i));
+}
+
+void TTableDataset::open(sql::Database& db) {
+    if (m_db == &db)
+        return;
+    auto probe = db.prepare(std::string("SELECT * FROM ") + m_table.name);
+    std::set<std::string> columns;
+    for (int i = 0; i < probe.columnCount(); ++i)
+        columns.insert(probe.columnName(i));
+    for (const auto& field : m_fields)
+        if (!columns.count(field.name))
+            throw DatasetError(m_name + ": Field '" + field.name + "' not found");
+    m_db = &db;
+    m_pending = false;
+}
+
+void TTableDataset::close() {
+    m_inserts.clear();
+    m_db = nullptr;
+    m_pending = false;
+    m_assignedMask = 0;
+}
+
+void TTableDataset::append() {
+    if (!m_db)
+        throw DatasetError(m_name + ": Cannot perform this operation on a closed dataset");
+    if (m_pending && m_assignedMask != 0)
+        post();
+    for (auto& value : m_values) {
+        value.assigned = false;
+        value.integer = 0;
+        value.text.clear();
+    }
+    m_assignedMask = 0;
+    m_pending = true;
+}
+
+int TTableDataset::indexOf(std::string_view fieldName) const {
+    const auto it = m_index.find(fieldName);
+    return it == m_index.end() ? -1 : it->second;
+}
+
+int TTableDataset::fieldByName(std::string_view fieldName) const {
+    const int index = indexOf(fieldName);
+    if (index < 0)
+        throw DatasetError(m_name + ": Field '" + std::string(fieldName) + "' not found");
+    return index;
+}
+
+void TTableDataset::assign(int field) {
+    if (!m_pending)
+        throw DatasetError(m_name + ": Dataset not in edit or insert mode");
+    if (m_fields[static_cast<size_t>(field)].flags & FieldFlag::ReadOnly)
+        throw DatasetError(m_name + ": Field '" + m_fields[static_cast<size_t>(field)].name +
+                           "' cannot be modified");
+    m_values[static_cast<size_t>(field)].assigned = true;
+    m_assignedMask |= std::uint64_t(1) << field;
+}
+
+void TTableDataset::setText(int field, std::string_view value) {
+    assign(field);
+    auto& slot = m_values[static_cast<size_t>(field)];
+    const FieldDef& def = m_fields[static_cast<size_t>(field)];
+    switch (def.kind) {
+    case FieldKind::String:
+    case FieldKind::DateTime:
+        slot.isText = true;
+        slot.text.assign(value);
+        if (def.kind == FieldKind::String)
+            cutToWidth(slot.text, def.width);
+        break;
+    default:
+        throw DatasetError(m_name + ": Field '" + def.name + "' is not a text field");
+    }
+}
+
+void TTableDataset::setInteger(int field, std::int64_t value) {
+    assign(field);
+    auto& slot = m_values[static_cast<size_t>(field)];
+    const FieldDef& def = m_fields[static_cast<size_t>(field)];
+    switch (def.kind) {
+    case FieldKind::Int16:
+        value = static_cast<std::int16_t>(value);
+        break;
+    case FieldKind::Int32:
+    case FieldKind::AutoInc:
+        value = static_cast<std::int32_t>(value);
+        break;
+    case FieldKind::Boolean:
+        value = value != 0;
+        break;
+    case FieldKind::Int64:
+        break;
+    case FieldKind::String:
+        slot.isText = true;
+        slot.text = std::to_string(value);
+        cutToWidth(slot.text, def.width);
+        return;
+    case FieldKind::DateTime:
+        throw DatasetError(m_name + ": Field '" + def.name + "' is not an integer field");
+    }
+    slot.isText = false;
+    slot.integer = value;
+}
+
+void TTableDataset::setDateTime(int field, const DateTime& value) {
+    const FieldDef& def = m_fields[static_cast<size_t>(field)];
+    if (def.kind != FieldKind::DateTime)
+        throw DatasetError(m_name + ": Field '" + def.name + "' is not a date field");
+    assign(field);
+    auto& slot = m_values[static_cast<size_t>(field)];
+    slot.isText = true;
+    slot.text = value.storageText();
+}
+
+std::string_view TTableDataset::text(int field) const {
+    const auto& slot = m_values[static_cast<size_t>(field)];
+    return slot.isText ? std::string_view(slot.text) : std::string_view();
+}
+
+sql::Statement& TTableDataset::insertStatement(std::uint64_t mask) {
+    auto it = m_inserts.find(mask);
+    if (it != m_inserts.end())
+        return it->second;
+    std::string columns;
+    std::string params;
+    for (size_t i = 0; i < m_fields.size(); ++i) {
+        if (!(mask & (std::uint64_t(1) << i)))
+            continue;
+        if (!columns.empty()) {
+            columns += ", ";
+            params += ", ";
+        }
+        columns += '"';
+        columns += m_fields[i].name;
+        columns += '"';
+        params += '?';
+    }
+    std::string sql = std::string("INSERT INTO ") + m_table.name;
+    sql += columns.empty() ? std::string(" DEFAULT VALUES") : " (" + columns + ") VALUES (" + params + ")";
+    return m_inserts.emplace(mask, m_db->prepare(sql, true)).first->second;
+}
+
+void TTableDataset::post() {
+    if (!m_db)
+        throw DatasetError(m_name + ": Cannot perform this operation on a closed dataset");
+    if (!m_pending)
+        return;
+    for (size_t i = 0; i < m_fields.size(); ++i)
+        if ((m_fields[i].flags & FieldFlag::Required) && !m_values[i].assigned)
+            throw DatasetError(m_name + ": Field '" + m_fields[i].name + "' must have a value");
+    sql::Statement& insert = insertStatement(m_assignedMask);
+    int parameter = 1;
+    for (size_t i = 0; i < m_fields.size(); ++i) {
+        const Value& value = m_values[i];
+        if (!value.assigned)
+            continue;
+        if (value.isText)
+            insert.bindStatic(parameter++, value.text);
+        else
+            insert.bind(parameter++, value.integer);
+    }
+    try {
+        insert.run();
+    } catch (...) {
+        insert.reset();
+        throw;
+    }
+    insert.reset();
+    m_lastKey = m_db->lastInsertRowId();
+    for (size_t i = 0; i < m_fields.size(); ++i)
+        if (m_fields[i].kind == FieldKind::AutoInc) {
+            m_values[i].isText = false;
+            m_values[i].integer = m_lastKey;
+        }
+    m_pending = false;
+}
+
+} // namespace kelvane

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <deque>
+#include <functional>
+
+class QDialog;
+class QWidget;
+
+namespace kelvane::ui {
+
+// Every modal message, question, file dialog and modal form of the program goes through here,
+// so that a test can answer them from a script instead of blocking on a modal loop.
+class MessageService {
+public:
+    enum class Icon { None, Information, Warning, Error, Question };
+
+    // A plain message with OK, centred over parent (or the active window).
+    static void message(QWidget* parent, const QString& text, const QString& title = QString(),
+                        Icon icon = Icon::None);
+    // A Yes/No question; true only for Yes.
+    static bool question(QWidget* parent, const QString& text, const QString& title = QString());
+    // File dialogs; an empty text when the user cancels.
+    static QString openFileName(QWidget* parent, const QString& caption, const QString& directory,
+                                const QString& filter);
+    static QString saveFileName(QWidget* parent, const QString& caption, const QString& directory,
+                                const QString& filter);
+    // Runs a modal form and gives its result code.
+    static int exec(QDialog* dialog);
+
+    // What a script saw: one entry per call, "message: text", "question: text", "open: caption",
+    // "save: caption" or "exec: objectName".
+    struct Record {
+        QString kind;
+        QString title;
+        QString text;
+    };
+};
+
+// Installed by a test for its lifetime: answers every modal call from queues and records it.
+// Unanswered questions say No, file dialogs give an empty name, forms give the result 0 (rejected).
+class MessageScript {
+public:
+    MessageScript();
+    ~MessageScript();
+    MessageScript(const MessageScript&) = delete;
+    MessageScript& operator=(const MessageScript&) = delete;
+
+    MessageScript& answer(bool yes) {
+        m_answers.push_back(yes);
+        return *this;
+    }
+    MessageScript& fileName(const QString& path) {
+        m_fileNames.push_back(path);
+        return *this;
+    }
+    // The next modal form is handed to this function instead of being run; it returns the result code.
+    MessageScript& dialog(std::function<int(QDialog*)> handler) {
+        m_dialogs.push_back(std::move(handler));
+        return *this;
+    }
+
+    const std::deque<MessageService::Record>& records() const { return m_records; }
+    QStringList texts(const QString& kind = QString()) const;
+    void clear() { m_records.clear(); }
+
+    static MessageScript* current();
+
+private:
+    friend class MessageService;
+    std::deque<bool> m_answers;
+    std::deque<QString> m_fileNames;
+    std::deque<std::function<int(QDialog*)>> m_dialogs;
+    std::deque<MessageService::Record> m_records;
+    MessageScript* m_previous = nullptr;
+};
+
+} // namespace kelvane::ui
