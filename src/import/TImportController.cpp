@@ -2,6 +2,7 @@
 
 #include "import/TEventMapper.h"
 #include "import/TIPGeolocator.h"
+#include "import/TParsePipeline.h"
 #include "import/TSaxReader.h"
 #include "import/TSysmonEventReader.h"
 #include "store/Schema.h"
@@ -83,7 +84,7 @@ void TImportController::ImportWorker() {
         version.setText("SVersion", schema::kDatabaseVersion);
         version.post();
         // A file that is not well formed ends the parse early; what was read so far stays.
-        m_reader->parseFile(FileName.toStdString(), reader);
+        TParsePipeline(*m_reader).run(FileName.toStdString(), reader);
     } catch (const std::exception& e) {
         m_report.workerFailed(QString::fromUtf8(e.what()));
     }

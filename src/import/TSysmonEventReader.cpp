@@ -6,10 +6,7 @@
 
 namespace kelvane {
 
-TSysmonEventReader::TSysmonEventReader(TEventMapper& mapper, ImportReport& report)
-    : m_mapper(mapper), m_report(report) {}
-
-void TSysmonEventReader::startElement(std::string_view name, std::span<const SaxAttribute> attributes) {
+void TSysmonElementFilter::startElement(std::string_view name, std::span<const SaxAttribute> attributes) {
     FIsItData = false;
     FIsItEvent = false;
     FIsItComputer = false;
@@ -25,29 +22,43 @@ void TSysmonEventReader::startElement(std::string_view name, std::span<const Sax
     }
 }
 
-void TSysmonEventReader::text(std::string_view text) {
+void TSysmonElementFilter::text(std::string_view text) {
     if (!FIsItEvent && !FIsItData && !FIsItComputer)
         return;
     m_buffer.assign(text);
     clearTextInPlace(m_buffer);
-    if (FIsItEvent) {
-        // A failure here is the worker's: it leaves the parse.
-        m_state.FEventIDUnderParsing = StrToInt(m_buffer);
-        m_eventsCount.fetch_add(1, std::memory_order_relaxed);
-        if (const char* name = catalogue::readerDisplayName(m_state.FEventIDUnderParsing))
-            m_state.FEventNameUnderParsing = name;
-    }
-    if (FIsItData) {
-        if (!m_state.FEventRecordData.add(FActiveKey, m_buffer))
-            m_report.itemDropped();
-    }
+    if (FIsItEvent)
+        m_sink.eventIdText(m_buffer);
+    if (FIsItData)
+        m_sink.dataItem(FActiveKey, m_buffer);
     if (FIsItComputer)
-        m_state.FComputerName = m_buffer;
+        m_sink.computerText(m_buffer);
 }
 
-void TSysmonEventReader::endElement(std::string_view name) {
-    if (name != "EventData")
-        return;
+void TSysmonElementFilter::endElement(std::string_view name) {
+    if (name == "EventData")
+        m_sink.endEventData();
+}
+
+TSysmonEventReader::TSysmonEventReader(TEventMapper& mapper, ImportReport& report)
+    : m_mapper(mapper), m_report(report) {}
+
+void TSysmonEventReader::eventIdText(std::string_view text) {
+    // A failure here is the worker's: it leaves the parse.
+    m_state.FEventIDUnderParsing = StrToInt(text);
+    m_eventsCount.fetch_add(1, std::memory_order_relaxed);
+    if (const char* name = catalogue::readerDisplayName(m_state.FEventIDUnderParsing))
+        m_state.FEventNameUnderParsing = name;
+}
+
+void TSysmonEventReader::dataItem(std::string_view name, std::string_view text) {
+    if (!m_state.FEventRecordData.add(name, text))
+        m_report.itemDropped();
+}
+
+void TSysmonEventReader::computerText(std::string_view text) { m_state.FComputerName.assign(text); }
+
+void TSysmonEventReader::endEventData() {
     m_mapper.writeEvent(m_state);
     if (m_afterEvent)
         m_afterEvent();

@@ -12,15 +12,46 @@ namespace kelvane {
 
 class ImportReport;
 
-// The reader's handlers: they watch for EventID, Computer, Data and the end of EventData, gather one
-// event's items and hand the event to the mapper.
-class TSysmonEventReader : public SaxHandler {
+// What the reader's element handlers pass on: the texts of EventID, Computer and Data (cleaned), and
+// the end of each EventData element.
+class EventItemSink {
 public:
-    TSysmonEventReader(TEventMapper& mapper, ImportReport& report);
+    virtual ~EventItemSink() = default;
+    virtual void eventIdText(std::string_view text) = 0;
+    virtual void dataItem(std::string_view name, std::string_view text) = 0;
+    virtual void computerText(std::string_view text) = 0;
+    virtual void endEventData() = 0;
+};
+
+// The element handlers: they watch for EventID, Computer, Data and the end of EventData, clean the texts
+// and tell the sink. The flags are cleared by the next start tag only, not by an end tag.
+class TSysmonElementFilter : public SaxHandler {
+public:
+    explicit TSysmonElementFilter(EventItemSink& sink) : m_sink(sink) {}
 
     void startElement(std::string_view name, std::span<const SaxAttribute> attributes) override;
     void text(std::string_view text) override;
     void endElement(std::string_view name) override;
+
+private:
+    EventItemSink& m_sink;
+    bool FIsItData = false;
+    bool FIsItEvent = false;
+    bool FIsItComputer = false;
+    std::string FActiveKey;
+    std::string m_buffer;
+};
+
+// The state of reading: one event's id, name, computer and items, handed to the mapper at the end of
+// its EventData.
+class TSysmonEventReader : public EventItemSink {
+public:
+    TSysmonEventReader(TEventMapper& mapper, ImportReport& report);
+
+    void eventIdText(std::string_view text) override;
+    void dataItem(std::string_view name, std::string_view text) override;
+    void computerText(std::string_view text) override;
+    void endEventData() override;
 
     // Called after each event handed to the mapper (the importer commits its batches from here).
     void setAfterEvent(std::function<void()> callback) { m_afterEvent = std::move(callback); }
@@ -32,11 +63,6 @@ private:
     TEventMapper& m_mapper;
     ImportReport& m_report;
     EventState m_state;
-    bool FIsItData = false;
-    bool FIsItEvent = false;
-    bool FIsItComputer = false;
-    std::string FActiveKey;
-    std::string m_buffer;
     std::atomic<std::int64_t> m_eventsCount{0};
     std::function<void()> m_afterEvent;
 };

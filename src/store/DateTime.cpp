@@ -1,14 +1,31 @@
 #include "store/DateTime.h"
 
-#include <cstdio>
 
 namespace kelvane {
 
 std::string DateTime::storageText() const {
-    char buffer[32];
-    const int n = std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d %02d:%02d:%02d.%03d", year, month, day, hour,
-                                minute, second, msec);
-    return std::string(buffer, static_cast<size_t>(n));
+    // Written by hand: this runs for every row of an import.
+    char text[23];
+    auto put = [&text](int pos, int value, int digits) {
+        for (int i = digits - 1; i >= 0; --i) {
+            text[pos + i] = static_cast<char>('0' + value % 10);
+            value /= 10;
+        }
+    };
+    put(0, year, 4);
+    text[4] = '-';
+    put(5, month, 2);
+    text[7] = '-';
+    put(8, day, 2);
+    text[10] = ' ';
+    put(11, hour, 2);
+    text[13] = ':';
+    put(14, minute, 2);
+    text[16] = ':';
+    put(17, second, 2);
+    text[19] = '.';
+    put(20, msec, 3);
+    return std::string(text, sizeof text);
 }
 
 bool DateTime::isValid() const {

@@ -4,7 +4,7 @@ namespace kelvane::sql {
 
 Database::Database(const std::string& path) {
     sqlite3* db = nullptr;
-    const int rc = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    const int rc = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     m_db.reset(db);
     if (rc != SQLITE_OK) {
         const std::string text = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QString>
+#include <QtGlobal>
+
+class QWidget;
+
+namespace kelvane {
+
+// Each call makes a new detail form owned by `owner` (closing the owner closes it), fills it with
+// the event's row and shows it, not modally. When filling fails the form is freed and the failure
+// passes on.
+
+// By event type, as the diagrams open them: the WMI types 19 to 21, and every type without a
+// table, open nothing and give nullptr.
+QWidget* openDetailFormByType(QWidget* owner, int eventType, qint64 gid);
+// By the name of the event's table, as the all-events grid opens them; an unknown name gives nullptr.
+QWidget* openDetailFormByTable(QWidget* owner, const QString& table, qint64 gid);
+
+} // namespace kelvane

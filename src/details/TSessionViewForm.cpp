@@ -1,0 +1,175 @@
+#include "details/TSessionViewForm.h"
+
+#include "details/SessionChainWindow.h"
+#include "details/TDetailFormFactory.h"
+#include "settings/TSysmonEventData.h"
+#include "store/TMainDataModule.h"
+#include "toolkit/MessageService.h"
+#include "toolkit/TNodeDiagram.h"
+
+#include <QHBoxLayout>
+#include <QImage>
+#include <QStyle>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+#include <exception>
+#include <stdexcept>
+
+namespace kelvane::ui {
+
+namespace {
+
+constexpr int kMargin = 3;
+constexpr int kToolbarHeight = 29;
+constexpr int kButtonSize = 25;
+constexpr int kDiagramFontPixelSize = 11;
+
+// A failure in a handler is shown as a message, and what was drawn so far stays.
+template <class F> void guarded(QWidget* window, F&& handler) {
+    try {
+        handler();
+    } catch (const std::exception& e) {
+        MessageService::message(window, QString::fromUtf8(e.what()));
+    }
+}
+
+QToolButton* toolButton(QWidget* parent, const char* name, QStyle::StandardPixmap icon) {
+    auto* button = new QToolButton(parent);
+    button->setObjectName(QString::fromLatin1(name));
+    button->setFixedSize(kButtonSize, kButtonSize);
+    button->setAutoRaise(true);
+    button->setIconSize(QSize(20, 20));
+    button->setIcon(parent->style()->standardIcon(icon));
+    return button;
+}
+
+} // namespace
+
+TSessionViewForm::TSessionViewForm(QWidget* owner) : QWidget(owner, Qt::Tool) {
+    setObjectName(QStringLiteral("TSessionViewForm"));
+    setAttribute(Qt::WA_DeleteOnClose);
+    resize(734, 518);
+    setMinimumSize(640, 480);
+
+    PanelMainDrawing = new QWidget(this);
+    PanelMainDrawing->setObjectName(QStringLiteral("PanelMainDrawing"));
+    PanelDrawingOptions = new QWidget(PanelMainDrawing);
+    PanelDrawingOptions->setObjectName(QStringLiteral("PanelDrawingOptions"));
+    PanelDrawingOptions->setFixedHeight(kToolbarHeight);
+
+    SpeedButtonZoom = toolButton(PanelDrawingOptions, "SpeedButtonZoom", QStyle::SP_TitleBarMaxButton);
+    SpeedButtonZoom->setCheckable(true);
+    SpeedButtonZoom->setToolTip(QStringLiteral("Fit"));
+    SpeedButtonExport = toolButton(PanelDrawingOptions, "SpeedButtonExport", QStyle::SP_DialogSaveButton);
+
+    auto* tools = new QHBoxLayout(PanelDrawingOptions);
+    tools->setContentsMargins(0, 0, 0, 0);
+    tools->setSpacing(2);
+    tools->addWidget(SpeedButtonZoom);
+    tools->addWidget(SpeedButtonExport);
+    tools->addStretch();
+
+    EventsDiagram = new TNodeDiagram(PanelMainDrawing);
+    EventsDiagram->setObjectName(QStringLiteral("EventsDiagram"));
+    // Raised boxes set this window's diagram apart from the flat ones of the process view.
+    EventsDiagram->setNodeStyle(TNodeDiagram::NodeStyle::Raised);
+    QFont font = EventsDiagram->nodeFont();
+    font.setPixelSize(kDiagramFontPixelSize);
+    EventsDiagram->setNodeFont(font);
+    EventsDiagram->setBackgroundColor(palette().color(QPalette::Base));
+
+    auto* drawing = new QVBoxLayout(PanelMainDrawing);
+    drawing->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
+    drawing->setSpacing(kMargin * 2);
+    drawing->addWidget(PanelDrawingOptions);
+    drawing->addWidget(EventsDiagram, 1);
+
+    auto* frame = new QVBoxLayout(this);
+    frame->setContentsMargins(0, 0, 0, 0);
+    frame->addWidget(PanelMainDrawing);
+
+    connect(SpeedButtonZoom, &QToolButton::clicked, this,
+            [this] { guarded(this, [this] { SpeedButtonZoomClick(); }); });
+    connect(SpeedButtonExport, &QToolButton::clicked, this,
+            [this] { guarded(this, [this] { SpeedButtonExportClick(); }); });
+    connect(EventsDiagram, &TNodeDiagram::doubleClicked, this,
+            [this] { guarded(this, [this] { EventsDiagramDblClick(); }); });
+    connect(EventsDiagram, &TNodeDiagram::nodeDeleted, this, &TSessionViewForm::EventsDiagramDeletion);
+}
+
+TSessionViewForm* TSessionViewForm::openSession(const QString& guid) {
+    // No owner: the window lives until it is closed, and then frees itself.
+    auto* form = new TSessionViewForm();
+    form->setSessionGUID(guid);
+    form->show();
+    return form;
+}
+
+void TSessionViewForm::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (m_shown)
+        return;
+    m_shown = true;
+    guarded(this, [this] { FormShow(); });
+}
+
+void TSessionViewForm::FormShow() {
+    if (!MainDataModule)
+        throw std::logic_error("The data module has not been created");
+    const int count = countSessionEvents(*MainDataModule, FFSessionGUID);
+    if (count > kSessionEventLimit) {
+        MessageService::message(
+            this, QStringLiteral("Too many events associated with this session (%1 events).\r\n"
+                                 "Building a map of this size will impact performance and memory.\r\n"
+                                 "It is better to use 'All Events View' instead and\r\n"
+                                 "filter session  %2  events")
+                      .arg(count)
+                      .arg(FFSessionGUID));
+        setWindowTitle(QStringLiteral("Too many events (%1)").arg(count));
+        return;
+    }
+    const std::vector<SessionEvent> events = readSessionEvents(*MainDataModule, FFSessionGUID);
+    FFirstNode = EventsDiagram->addChild(nullptr);
+    FFirstNode->setText(QStringLiteral(" Session Events of \r\n") + FFSessionGUID);
+    FFirstNode->setColor(sessionRootColor());
+    appendSessionChain(*EventsDiagram, FFirstNode, events);
+    setWindowTitle(QStringLiteral("Events of ") + FFSessionGUID + QStringLiteral(" session"));
+}
+
+void TSessionViewForm::EventsDiagramDblClick() {
+    TDiagramNode* node = EventsDiagram->selectedNode();
+    if (!node)
+        throw std::runtime_error("Access violation: no node is selected");
+    const auto* record = node->recordAs<TSysmonEventData>();
+    if (!record)
+        return;
+    // Owned by this window, so that they close with it.
+    openDetailFormByType(this, record->EventType, record->GID);
+}
+
+void TSessionViewForm::EventsDiagramDeletion(TDiagramNode* node) {
+    // The attached record goes with its node; the root is the only node this window remembers.
+    if (node == FFirstNode)
+        FFirstNode = nullptr;
+}
+
+void TSessionViewForm::SpeedButtonZoomClick() {
+    EventsDiagram->setZoomToFit(!EventsDiagram->zoomToFit());
+}
+
+void TSessionViewForm::SpeedButtonExportClick() {
+    if (!FFirstNode) {
+        MessageService::message(this, QStringLiteral("No content to export!"));
+        return;
+    }
+    const QString fileName = MessageService::saveFileName(this, QStringLiteral("Export Diagram to Bitmap"),
+                                                          QString(), QStringLiteral("BMP Files (*.BMP)"));
+    if (fileName.isEmpty())
+        return;
+    const QImage image = EventsDiagram->renderToImage();
+    if (image.isNull() || !image.save(fileName, "BMP"))
+        throw std::runtime_error("Unable to write the bitmap " + fileName.toStdString());
+}
+
+} // namespace kelvane::ui

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QString>
+#include <QWidget>
+
+class QToolButton;
+
+namespace kelvane::ui {
+
+class TDiagramNode;
+class TNodeDiagram;
+
+// All events of one session as a chain of boxes, in a window of its own. Opened with no owner, it
+// frees itself on closing, and the detail forms opened from it close with it. It reads the session
+// once, when it is first shown, and is not refreshed.
+class TSessionViewForm : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit TSessionViewForm(QWidget* owner = nullptr);
+
+    // The GUID to show; set before the window is shown.
+    void setSessionGUID(const QString& guid) { FFSessionGUID = guid; }
+
+    // Makes a window with no owner for the session and shows it.
+    static TSessionViewForm* openSession(const QString& guid);
+
+    TNodeDiagram* diagram() const { return EventsDiagram; }
+    // The root of the drawing; null before the window is shown and when the session is too long.
+    TDiagramNode* firstNode() const { return FFirstNode; }
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void FormShow();
+    void EventsDiagramDblClick();
+    void EventsDiagramDeletion(TDiagramNode* node);
+    void SpeedButtonZoomClick();
+    void SpeedButtonExportClick();
+
+    QWidget* PanelMainDrawing = nullptr;
+    QWidget* PanelDrawingOptions = nullptr;
+    QToolButton* SpeedButtonZoom = nullptr;
+    QToolButton* SpeedButtonExport = nullptr;
+    TNodeDiagram* EventsDiagram = nullptr;
+
+    QString FFSessionGUID;
+    TDiagramNode* FFirstNode = nullptr;
+    bool m_shown = false;
+};
+
+} // namespace kelvane::ui

@@ -1,0 +1,49 @@
+#include "store/SessionEvents.h"
+
+#include "store/TMainDataModule.h"
+
+#include <stdexcept>
+
+namespace kelvane {
+
+namespace {
+
+TMainDataModule& programData() {
+    if (!MainDataModule)
+        throw std::logic_error("The data module has not been created");
+    return *MainDataModule;
+}
+
+} // namespace
+
+int countSessionEvents(TMainDataModule& data, const QString& guid) {
+    TQuery& count = data.query(QStringLiteral("FDQueryGetSessionEventsCount"));
+    count.close();
+    count.setParam(QStringLiteral("ProcessGuid"), guid);
+    count.open(data.connection());
+    const int total = count.eof() ? 0 : count.value(QStringLiteral("TOTAL_COUNT")).toInt();
+    count.close();
+    return total;
+}
+
+int countSessionEvents(const QString& guid) {
+    return countSessionEvents(programData(), guid);
+}
+
+std::vector<SessionEvent> readSessionEvents(TMainDataModule& data, const QString& guid) {
+    TQuery& events = data.query(QStringLiteral("FDQueryGetSessionEvents"));
+    events.close();
+    events.setParam(QStringLiteral("ProcessGuid"), guid);
+    events.open(data.connection());
+    const int gid = events.indexOf(QStringLiteral("GID"));
+    const int type = events.indexOf(QStringLiteral("EventType"));
+    const int details = events.indexOf(QStringLiteral("EventDetails"));
+    const int computer = events.indexOf(QStringLiteral("Computer"));
+    std::vector<SessionEvent> list;
+    for (; !events.eof(); events.next())
+        list.push_back({events.value(gid).toLongLong(), events.value(type).toInt(), events.text(details),
+                        events.text(computer)});
+    return list;
+}
+
+} // namespace kelvane

@@ -1,0 +1,110 @@
+#include "toolkit/TDiagramNode.h"
+
+#include "toolkit/TNodeDiagram.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kelvane::ui {
+
+namespace {
+
+constexpr int kDefaultNodeWidth = 24;
+constexpr int kDefaultNodeHeight = 16;
+
+QStringList splitLines(const QString& text) {
+    QString normalised = text;
+    normalised.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+    normalised.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    return normalised.split(QLatin1Char('\n'));
+}
+
+// The painted lines: trimmed, so that each is centred on its words, and without the blank lines that
+// callers add before or after as an inner margin (they count for the size, not for the centring).
+QStringList paintedLines(const QString& text) {
+    QStringList lines = splitLines(text);
+    for (QString& line : lines)
+        line = line.trimmed();
+    while (!lines.isEmpty() && lines.last().isEmpty())
+        lines.removeLast();
+    while (!lines.isEmpty() && lines.first().isEmpty())
+        lines.removeFirst();
+    return lines;
+}
+
+} // namespace
+
+TDiagramNode::TDiagramNode(Key, TNodeDiagram* diagram, TDiagramNode* parent, std::any record)
+    : m_diagram(diagram), m_parent(parent), m_record(std::move(record)), m_width(kDefaultNodeWidth),
+      m_height(kDefaultNodeHeight) {}
+
+TDiagramNode::~TDiagramNode() = default;
+
+void TDiagramNode::setText(const QString& text) {
+    if (text == m_text)
+        return;
+    m_text = text;
+    m_lines = paintedLines(text);
+    const QSize before(m_width, m_height);
+    growToText();
+    if (before != QSize(m_width, m_height))
+        m_diagram->invalidateLayout();
+    else
+        m_diagram->repaintDrawing();
+}
+
+void TDiagramNode::growToText() {
+    if (m_text.isEmpty())
+        return;
+    QSize needed = m_diagram->textSize(splitLines(m_text));
+    if (m_shape == Shape::Ellipse) // the text's box inscribed in the ellipse
+        needed = QSize(std::ceil(needed.width() * M_SQRT2), std::ceil(needed.height() * M_SQRT2));
+    m_width = std::max(m_width, needed.width());
+    m_height = std::max(m_height, needed.height());
+}
+
+void TDiagramNode::setColor(const QColor& color) {
+    if (color == m_color)
+        return;
+    m_color = color;
+    m_diagram->repaintDrawing();
+}
+
+void TDiagramNode::setShape(Shape shape) {
+    if (shape == m_shape)
+        return;
+    m_shape = shape;
+    growToText();
+    m_diagram->invalidateLayout();
+}
+
+void TDiagramNode::setWidth(int width) {
+    width = std::max(0, width);
+    if (width == m_width)
+        return;
+    m_width = width;
+    m_diagram->invalidateLayout();
+}
+
+void TDiagramNode::setHeight(int height) {
+    height = std::max(0, height);
+    if (height == m_height)
+        return;
+    m_height = height;
+    m_diagram->invalidateLayout();
+}
+
+void TDiagramNode::setExpanded(bool expanded) {
+    if (expanded == m_expanded)
+        return;
+    m_expanded = expanded;
+    if (hasChildren())
+        m_diagram->invalidateLayout();
+}
+
+QRect TDiagramNode::rect() const {
+    m_diagram->ensureLayout();
+    return m_layoutStamp == m_diagram->m_layoutStamp ? m_rect : QRect();
+}
+
+} // namespace kelvane::ui

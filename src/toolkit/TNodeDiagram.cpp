@@ -1,0 +1,533 @@
+#include "toolkit/TNodeDiagram.h"
+
+#include <QFontMetricsF>
+#include <QMouseEvent>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QRadialGradient>
+#include <QScrollBar>
+#include <qdrawutil.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace kelvane::ui {
+
+namespace {
+
+constexpr int kTextPadding = 6; // per axis, around the measured text
+constexpr int kButtonSize = 11;
+constexpr int kButtonGap = 2; // between a node's bottom and its expand button
+constexpr int kSelectionOutset = 3;
+constexpr int kScrollStep = 20;
+
+} // namespace
+
+TNodeDiagram::TNodeDiagram(QWidget* parent)
+    : QAbstractScrollArea(parent), m_font(QStringLiteral("Tahoma")), m_defaultNodeColor(0xB0, 0xC4, 0xDE),
+      m_backgroundColor(Qt::white) {
+    m_font.setPixelSize(12);
+    m_font.setStyleHint(QFont::SansSerif);
+    setFrameShape(QFrame::NoFrame);
+    setFocusPolicy(Qt::StrongFocus);
+    viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
+    horizontalScrollBar()->setSingleStep(kScrollStep);
+    verticalScrollBar()->setSingleStep(kScrollStep);
+}
+
+TNodeDiagram::~TNodeDiagram() {
+    removeSubtrees(m_roots, false);
+}
+
+TDiagramNode* TNodeDiagram::addChild(TDiagramNode* parent, std::any record) {
+    Q_ASSERT(!parent || parent->m_diagram == this);
+    auto node = std::make_unique<TDiagramNode>(TDiagramNode::Key{}, this, parent, std::move(record));
+    TDiagramNode* added = node.get();
+    (parent ? parent->m_children : m_roots).push_back(std::move(node));
+    invalidateLayout();
+    return added;
+}
+
+void TNodeDiagram::deleteChildren(TDiagramNode* node) {
+    if (!node || node->m_children.empty())
+        return;
+    removeSubtrees(node->m_children, true);
+}
+
+void TNodeDiagram::clear() {
+    removeSubtrees(m_roots, true);
+}
+
+void TNodeDiagram::removeSubtrees(std::vector<std::unique_ptr<TDiagramNode>>& nodes, bool notify) {
+    // Flattened breadth-first and freed from the end, so that no destructor recurses down a deep chain
+    // and every child goes before its parent.
+    std::vector<std::unique_ptr<TDiagramNode>> doomed;
+    doomed.reserve(nodes.size());
+    for (auto& node : nodes)
+        doomed.push_back(std::move(node));
+    nodes.clear();
+    for (size_t i = 0; i < doomed.size(); ++i) {
+        TDiagramNode* node = doomed[i].get();
+        for (auto& child : node->m_children)
+            doomed.push_back(std::move(child));
+        node->m_children.clear();
+    }
+
+    // The layout refers to these nodes: drop it before any of them goes.
+    m_laidOut.clear();
+    m_layout.clear();
+    ++m_layoutStamp;
+    bool selectionLost = false;
+    for (auto it = doomed.rbegin(); it != doomed.rend(); ++it) {
+        if (notify)
+            emit nodeDeleted(it->get());
+        if (it->get() == m_selected) {
+            m_selected = nullptr;
+            selectionLost = true;
+        }
+        it->reset();
+    }
+    invalidateLayout();
+    if (selectionLost && notify)
+        emit selectionChanged(nullptr);
+}
+
+void TNodeDiagram::expandAll(TDiagramNode* node) {
+    std::vector<TDiagramNode*> pending;
+    if (node) {
+        pending.push_back(node);
+    } else {
+        for (const auto& root : m_roots)
+            pending.push_back(root.get());
+    }
+    while (!pending.empty()) {
+        TDiagramNode* next = pending.back();
+        pending.pop_back();
+        next->m_expanded = true;
+        for (const auto& child : next->m_children)
+            pending.push_back(child.get());
+    }
+    invalidateLayout();
+}
+
+void TNodeDiagram::beginUpdate() {
+    ++m_updateCount;
+}
+
+void TNodeDiagram::endUpdate() {
+    if (m_updateCount == 0)
+        return;
+    if (--m_updateCount == 0)
+        viewport()->update(); // lays out on the next paint or query
+}
+
+void TNodeDiagram::setZoomToFit(bool on) {
+    if (on == m_zoomToFit)
+        return;
+    m_zoomToFit = on;
+    updateScrollBars();
+    viewport()->update();
+}
+
+qreal TNodeDiagram::zoomFactor() {
+    ensureLayout();
+    const QSizeF drawing = m_layout.size();
+    if (!m_zoomToFit || drawing.isEmpty())
+        return 1.0;
+    const QSize view = viewport()->size();
+    return std::min({1.0, view.width() / drawing.width(), view.height() / drawing.height()});
+}
+
+void TNodeDiagram::setSelectedNode(TDiagramNode* node) {
+    if (node == m_selected)
+        return;
+    m_selected = node;
+    viewport()->update();
+    emit selectionChanged(node);
+}
+
+QPointF TNodeDiagram::drawingOrigin() {
+    const qreal scale = zoomFactor();
+    const qreal width = m_layout.size().width() * scale;
+    const int viewWidth = viewport()->width();
+    // A drawing narrower than the view stands in the middle; otherwise it scrolls.
+    const qreal x = width < viewWidth ? std::floor((viewWidth - width) / 2) : -horizontalScrollBar()->value();
+    const qreal y = m_zoomToFit ? 0 : -verticalScrollBar()->value();
+    return {x, y};
+}
+
+QPointF TNodeDiagram::mapToDrawing(const QPointF& viewportPos) {
+    return (viewportPos - drawingOrigin()) / zoomFactor();
+}
+
+QPointF TNodeDiagram::mapFromDrawing(const QPointF& drawingPos) {
+    return drawingPos * zoomFactor() + drawingOrigin();
+}
+
+TDiagramNode* TNodeDiagram::nodeAt(const QPoint& viewportPos) {
+    const int index = layoutIndexAt(mapToDrawing(viewportPos), false);
+    return index < 0 ? nullptr : m_laidOut[index];
+}
+
+QSize TNodeDiagram::drawingSize() {
+    ensureLayout();
+    return m_layout.size().toSize();
+}
+
+QImage TNodeDiagram::renderToImage() {
+    const QSize size = drawingSize();
+    if (size.isEmpty() || isUpdating())
+        return {};
+    QImage image(size, QImage::Format_RGB32);
+    if (image.isNull()) // beyond what one image can hold
+        return {};
+    QPainter painter(&image);
+    paintDrawing(painter, QRectF(QPointF(0, 0), size), false);
+    return image;
+}
+
+void TNodeDiagram::setNodeFont(const QFont& font) {
+    m_font = font;
+    std::vector<TDiagramNode*> pending;
+    for (const auto& root : m_roots)
+        pending.push_back(root.get());
+    while (!pending.empty()) {
+        TDiagramNode* node = pending.back();
+        pending.pop_back();
+        node->growToText();
+        for (const auto& child : node->m_children)
+            pending.push_back(child.get());
+    }
+    invalidateLayout();
+}
+
+void TNodeDiagram::setDefaultNodeColor(const QColor& color) {
+    m_defaultNodeColor = color;
+    repaintDrawing();
+}
+
+void TNodeDiagram::setBackgroundColor(const QColor& color) {
+    m_backgroundColor = color;
+    repaintDrawing();
+}
+
+void TNodeDiagram::setNodeStyle(NodeStyle style) {
+    m_nodeStyle = style;
+    repaintDrawing();
+}
+
+void TNodeDiagram::invalidateLayout() {
+    m_layoutDirty = true;
+    repaintDrawing();
+}
+
+void TNodeDiagram::repaintDrawing() {
+    if (m_updateCount == 0)
+        viewport()->update();
+}
+
+QSize TNodeDiagram::textSize(const QStringList& lines) const {
+    const QFontMetricsF metrics(m_font);
+    qreal width = 0;
+    for (const QString& line : lines)
+        width = std::max(width, metrics.horizontalAdvance(line));
+    const qreal height = lines.size() * metrics.lineSpacing();
+    return {static_cast<int>(std::ceil(width)) + kTextPadding,
+            static_cast<int>(std::ceil(height)) + kTextPadding};
+}
+
+void TNodeDiagram::ensureLayout() {
+    if (!m_layoutDirty || m_updateCount > 0)
+        return;
+    m_layoutDirty = false;
+    ++m_layoutCount;
+    ++m_layoutStamp;
+
+    // Visible nodes depth-first, children in order; an explicit stack, as chains run thousands deep.
+    std::vector<DiagramLayout::Box> boxes;
+    m_laidOut.clear();
+    std::vector<std::pair<TDiagramNode*, int>> pending;
+    for (auto it = m_roots.rbegin(); it != m_roots.rend(); ++it)
+        pending.emplace_back(it->get(), -1);
+    while (!pending.empty()) {
+        const auto [node, parent] = pending.back();
+        pending.pop_back();
+        const int index = static_cast<int>(m_laidOut.size());
+        m_laidOut.push_back(node);
+        boxes.push_back({parent, qreal(node->m_width), qreal(node->m_height)});
+        if (node->m_expanded) {
+            for (auto it = node->m_children.rbegin(); it != node->m_children.rend(); ++it)
+                pending.emplace_back(it->get(), index);
+        }
+    }
+    m_layout.compute(boxes, DiagramLayout::Spacing{});
+    for (int i = 0; i < m_layout.count(); ++i) {
+        m_laidOut[i]->m_rect = m_layout.rect(i).toRect();
+        m_laidOut[i]->m_layoutStamp = m_layoutStamp;
+    }
+    updateScrollBars();
+}
+
+void TNodeDiagram::updateScrollBars() {
+    ensureLayout();
+    const QSize drawing = m_layout.size().toSize();
+    const QSize view = viewport()->size();
+    QScrollBar* horizontal = horizontalScrollBar();
+    QScrollBar* vertical = verticalScrollBar();
+    if (m_zoomToFit) {
+        horizontal->setRange(0, 0);
+        vertical->setRange(0, 0);
+        return;
+    }
+    horizontal->setPageStep(view.width());
+    horizontal->setRange(0, std::max(0, drawing.width() - view.width()));
+    vertical->setPageStep(view.height());
+    vertical->setRange(0, std::max(0, drawing.height() - view.height()));
+}
+
+void TNodeDiagram::resizeEvent(QResizeEvent* event) {
+    QAbstractScrollArea::resizeEvent(event);
+    updateScrollBars();
+}
+
+void TNodeDiagram::scrollContentsBy(int dx, int dy) {
+    // Scrolling blits what is on screen and paints only the uncovered strip; inside a paint, or when the
+    // scale follows the view, everything is painted anew.
+    if (m_inPaint || m_zoomToFit || m_updateCount > 0)
+        viewport()->update();
+    else
+        viewport()->scroll(dx, dy);
+}
+
+void TNodeDiagram::paintEvent(QPaintEvent* event) {
+    QPainter painter(viewport());
+    painter.fillRect(event->rect(), m_backgroundColor);
+    if (m_updateCount > 0)
+        return;
+    m_inPaint = true;
+    ensureLayout(); // also after clear(), to drop the scroll range of what was there
+    m_inPaint = false;
+    if (m_roots.empty())
+        return;
+    const QPointF origin = drawingOrigin();
+    const qreal scale = zoomFactor();
+    painter.translate(origin);
+    painter.scale(scale, scale);
+    const QRectF exposed = painter.transform().inverted().mapRect(QRectF(event->rect()));
+    paintDrawing(painter, exposed, true);
+}
+
+void TNodeDiagram::paintDrawing(QPainter& painter, const QRectF& exposed, bool markSelection) {
+    ensureLayout();
+    painter.save();
+    painter.fillRect(exposed, m_backgroundColor);
+    if (m_updateCount == 0 && m_layout.count() > 0) {
+        paintConnectors(painter, exposed);
+        // A node reaches below its row by its expand button, and around it by the selection mark.
+        const qreal reach = kButtonGap + kButtonSize + 1;
+        const auto [firstRow, endRow] = m_layout.rowsBetween(exposed.top() - reach, exposed.bottom() + reach);
+        for (int depth = firstRow; depth < endRow; ++depth) {
+            const std::vector<int>& row = m_layout.row(depth);
+            const auto [first, end] =
+                m_layout.rowRange(depth, exposed.left() - reach, exposed.right() + reach);
+            for (int k = first; k < end; ++k) {
+                const TDiagramNode* node = m_laidOut[row[k]];
+                paintNode(painter, *node, markSelection && node == m_selected);
+            }
+        }
+    }
+    painter.restore();
+}
+
+void TNodeDiagram::paintConnectors(QPainter& painter, const QRectF& exposed) {
+    // Elbows from a parent's bottom centre down to a bar half way to the next row, and from the bar down
+    // to each child's top centre. One path for all, so that shared bits are not blended twice.
+    QPainterPath path;
+    const qreal barDrop = std::round(m_layout.spacing().vertical / 2);
+    const auto [firstRow, endRow] = m_layout.rowsBetween(exposed.top() - 2, exposed.bottom() + 2);
+    const int lastChildRow = std::min(m_layout.rowCount() - 1, endRow);
+    for (int depth = std::max(1, firstRow); depth <= lastChildRow; ++depth) {
+        const std::vector<int>& row = m_layout.row(depth);
+        auto [first, end] = m_layout.rowRange(depth, exposed.left() - 2, exposed.right() + 2);
+        // One child more on each side: a bar may cross the exposed area with all its children outside.
+        first = std::max(0, first - 1);
+        end = std::min(static_cast<int>(row.size()), end + 1);
+        const qreal barY = m_layout.rowTop(depth) - barDrop;
+        int parent = -1;
+        qreal barLeft = 0;
+        qreal barRight = 0;
+        auto closeBar = [&] {
+            if (parent < 0)
+                return;
+            const QRectF& box = m_layout.rect(parent);
+            const qreal x = DiagramLayout::centreX(box);
+            path.moveTo(x, box.bottom());
+            path.lineTo(x, barY);
+            path.moveTo(std::min(barLeft, x), barY);
+            path.lineTo(std::max(barRight, x), barY);
+        };
+        for (int k = first; k < end; ++k) {
+            const int child = row[k];
+            const QRectF& box = m_layout.rect(child);
+            const qreal x = DiagramLayout::centreX(box);
+            path.moveTo(x, barY);
+            path.lineTo(x, box.top());
+            if (m_layout.parent(child) != parent) {
+                closeBar();
+                parent = m_layout.parent(child);
+                barLeft = barRight = x;
+            }
+            barLeft = std::min(barLeft, x);
+            barRight = std::max(barRight, x);
+        }
+        closeBar();
+    }
+    if (path.isEmpty())
+        return;
+    painter.setRenderHint(QPainter::Antialiasing, true);
+    painter.setPen(QPen(Qt::black, 2, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawPath(path);
+}
+
+QRectF TNodeDiagram::expandButtonRect(const QRect& nodeRect) const {
+    const qreal x = DiagramLayout::centreX(QRectF(nodeRect));
+    return {x - kButtonSize / 2, qreal(nodeRect.top() + nodeRect.height() + kButtonGap), qreal(kButtonSize),
+            qreal(kButtonSize)};
+}
+
+void TNodeDiagram::paintNode(QPainter& painter, const TDiagramNode& node, bool selected) {
+    const QRect box = node.m_rect;
+    const QColor fill = node.m_color.isValid() ? node.m_color : m_defaultNodeColor;
+    const bool raised = m_nodeStyle == NodeStyle::Raised;
+    if (node.m_shape == TDiagramNode::Shape::Rectangle) {
+        painter.setRenderHint(QPainter::Antialiasing, false);
+        painter.fillRect(box, fill);
+        if (raised)
+            qDrawShadePanel(&painter, box, QPalette(fill), false, 2);
+    } else {
+        painter.setRenderHint(QPainter::Antialiasing, true);
+        painter.setPen(Qt::NoPen);
+        if (raised) {
+            // Lit from the top left, like the bevel of the rectangles.
+            QRadialGradient light(box.center(), std::max(box.width(), box.height()) * 0.6,
+                                  box.center() - QPointF(box.width() / 4.0, box.height() / 4.0));
+            light.setColorAt(0, fill.lighter(140));
+            light.setColorAt(0.7, fill);
+            light.setColorAt(1, fill.darker(140));
+            painter.setBrush(light);
+        } else {
+            painter.setBrush(fill);
+        }
+        painter.drawEllipse(QRectF(box));
+    }
+
+    if (!node.m_lines.isEmpty()) {
+        const QFontMetricsF metrics(m_font);
+        const qreal lineHeight = metrics.lineSpacing();
+        qreal y = box.top() + (box.height() - node.m_lines.size() * lineHeight) / 2;
+        painter.setFont(m_font);
+        painter.setPen(Qt::black);
+        for (const QString& line : node.m_lines) {
+            painter.drawText(QRectF(box.left(), y, box.width(), lineHeight),
+                             Qt::AlignHCenter | Qt::AlignVCenter, line);
+            y += lineHeight;
+        }
+    }
+
+    painter.setRenderHint(QPainter::Antialiasing, false);
+    if (node.hasChildren()) {
+        const QRectF button = expandButtonRect(box);
+        painter.setPen(QColor(0x60, 0x60, 0x60));
+        painter.setBrush(Qt::white);
+        painter.drawRect(button.adjusted(0, 0, -1, -1));
+        const qreal midX = button.left() + kButtonSize / 2;
+        const qreal midY = button.top() + kButtonSize / 2;
+        painter.setPen(Qt::black);
+        painter.drawLine(QPointF(button.left() + 2, midY), QPointF(button.right() - 3, midY));
+        if (!node.m_expanded)
+            painter.drawLine(QPointF(midX, button.top() + 2), QPointF(midX, button.bottom() - 3));
+    }
+    if (selected) {
+        painter.setPen(QPen(QColor(0x00, 0x5A, 0xC8), 2));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRect(
+            QRectF(box).adjusted(-kSelectionOutset, -kSelectionOutset, kSelectionOutset, kSelectionOutset));
+    }
+}
+
+int TNodeDiagram::layoutIndexAt(const QPointF& drawingPos, bool withButton) {
+    ensureLayout();
+    if (m_updateCount > 0)
+        return -1;
+    const qreal reach = withButton ? kButtonGap + kButtonSize : 0;
+    const auto [firstRow, endRow] = m_layout.rowsBetween(drawingPos.y() - reach, drawingPos.y());
+    for (int depth = firstRow; depth < endRow; ++depth) {
+        const std::vector<int>& row = m_layout.row(depth);
+        const auto [first, end] = m_layout.rowRange(depth, drawingPos.x() - reach, drawingPos.x() + reach);
+        for (int k = first; k < end; ++k) {
+            const int index = row[k];
+            const TDiagramNode* node = m_laidOut[index];
+            const bool hit = withButton
+                                 ? node->hasChildren() && expandButtonRect(node->m_rect).contains(drawingPos)
+                                 : QRectF(node->m_rect).contains(drawingPos);
+            if (hit)
+                return index;
+        }
+    }
+    return -1;
+}
+
+TDiagramNode* TNodeDiagram::expandButtonAt(const QPointF& drawingPos) {
+    const int index = layoutIndexAt(drawingPos, true);
+    return index < 0 ? nullptr : m_laidOut[index];
+}
+
+void TNodeDiagram::mousePressEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton || isUpdating()) {
+        QAbstractScrollArea::mousePressEvent(event);
+        return;
+    }
+    const QPointF pos = mapToDrawing(event->position());
+    if (TDiagramNode* node = expandButtonAt(pos)) {
+        // Keep the toggled node where it was under the mouse, though its subtree changes.
+        const QPointF before = mapFromDrawing(QRectF(node->rect()).center());
+        node->setExpanded(!node->isExpanded());
+        const QPointF shift = mapFromDrawing(QRectF(node->rect()).center()) - before;
+        if (!m_zoomToFit) {
+            horizontalScrollBar()->setValue(horizontalScrollBar()->value() + qRound(shift.x()));
+            verticalScrollBar()->setValue(verticalScrollBar()->value() + qRound(shift.y()));
+        }
+        return;
+    }
+    const int index = layoutIndexAt(pos, false);
+    setSelectedNode(index < 0 ? nullptr : m_laidOut[index]);
+}
+
+void TNodeDiagram::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton)
+        event->accept(); // the press did the work
+    else
+        QAbstractScrollArea::mouseReleaseEvent(event);
+}
+
+void TNodeDiagram::mouseDoubleClickEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton || isUpdating()) {
+        QAbstractScrollArea::mouseDoubleClickEvent(event);
+        return;
+    }
+    const QPointF pos = mapToDrawing(event->position());
+    if (expandButtonAt(pos)) {
+        mousePressEvent(event); // the second click of a quick pair toggles again
+        return;
+    }
+    const int index = layoutIndexAt(pos, false);
+    TDiagramNode* node = index < 0 ? nullptr : m_laidOut[index];
+    setSelectedNode(node);
+    if (node)
+        emit nodeDoubleClicked(node);
+    emit doubleClicked();
+}
+
+} // namespace kelvane::ui

@@ -1,0 +1,138 @@
+#pragma once
+
+#include "toolkit/DiagramLayout.h"
+#include "toolkit/TDiagramNode.h"
+
+#include <QAbstractScrollArea>
+#include <QColor>
+#include <QFont>
+#include <QImage>
+
+#include <any>
+#include <memory>
+#include <vector>
+
+class QPainter;
+
+namespace kelvane::ui {
+
+// A tree of boxes drawn top-down like an organisation chart, with elbow connectors and
+// expand/collapse buttons. Placement is DiagramLayout's; it is redone only after a change, and
+// painting touches only the nodes in the exposed area, so chains thousands of nodes deep scroll freely.
+class TNodeDiagram : public QAbstractScrollArea {
+    Q_OBJECT
+
+public:
+    enum class NodeStyle { Flat, Raised };
+
+    explicit TNodeDiagram(QWidget* parent = nullptr);
+    // Frees every node silently: nodeDeleted is not emitted while the widget goes.
+    ~TNodeDiagram() override;
+
+    // Adds a node as the last child of `parent`, or as a new root when `parent` is null. The node keeps
+    // `record` (e.g. a TSysmonEventData) until it is deleted.
+    TDiagramNode* addChild(TDiagramNode* parent, std::any record = {});
+    int topLevelCount() const { return static_cast<int>(m_roots.size()); }
+    TDiagramNode* topLevelNode(int index) const { return m_roots.at(index).get(); }
+
+    // Both emit nodeDeleted for every node removed, children before their parent, while it still exists.
+    void deleteChildren(TDiagramNode* node);
+    void clear();
+
+    // Expands `node` and all its descendants; a null node means the whole diagram.
+    void expandAll(TDiagramNode* node);
+
+    // Batches of changes, which may nest: no layout and no painting until the outermost endUpdate().
+    void beginUpdate();
+    void endUpdate();
+    bool isUpdating() const { return m_updateCount > 0; }
+
+    // On: the whole drawing is shrunk to fit the viewport (never enlarged). Off: full size, with scroll bars.
+    bool zoomToFit() const { return m_zoomToFit; }
+    void setZoomToFit(bool on);
+    qreal zoomFactor();
+
+    TDiagramNode* selectedNode() const { return m_selected; }
+    void setSelectedNode(TDiagramNode* node);
+
+    // Viewport coordinates to drawing coordinates and back, for the current scroll and zoom.
+    QPointF mapToDrawing(const QPointF& viewportPos);
+    QPointF mapFromDrawing(const QPointF& drawingPos);
+    TDiagramNode* nodeAt(const QPoint& viewportPos);
+
+    // The whole drawing at full size, margins included.
+    QSize drawingSize();
+    // Paints the part `exposed` of the drawing (in drawing coordinates) onto `painter`, which maps
+    // drawing coordinates to its device. Serves the screen and the exports alike.
+    void paintDrawing(QPainter& painter, const QRectF& exposed, bool markSelection = false);
+    // The whole drawing at full size, without the selection mark; null if it is empty or too large.
+    QImage renderToImage();
+
+    QFont nodeFont() const { return m_font; }
+    // Nodes grow to fit their texts in the new font.
+    void setNodeFont(const QFont& font);
+    QColor defaultNodeColor() const { return m_defaultNodeColor; }
+    void setDefaultNodeColor(const QColor& color);
+    QColor backgroundColor() const { return m_backgroundColor; }
+    void setBackgroundColor(const QColor& color);
+    NodeStyle nodeStyle() const { return m_nodeStyle; }
+    void setNodeStyle(NodeStyle style);
+
+    // How often the drawing has been laid out; lets tests see that batches and no-op changes are cheap.
+    int layoutCount() const { return m_layoutCount; }
+
+signals:
+    // The node is about to be freed, with its record; it is still readable, its children are gone.
+    void nodeDeleted(kelvane::ui::TDiagramNode* node);
+    // A double click anywhere on the drawing (the owner reads selectedNode()).
+    void doubleClicked();
+    // A double click on a node, after it was selected.
+    void nodeDoubleClicked(kelvane::ui::TDiagramNode* node);
+    void selectionChanged(kelvane::ui::TDiagramNode* node);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+
+private:
+    friend class TDiagramNode;
+
+    // Called by nodes: geometry changes need a new layout, colour changes only a repaint.
+    void invalidateLayout();
+    void repaintDrawing();
+    QSize textSize(const QStringList& lines) const;
+
+    void ensureLayout();
+    void updateScrollBars();
+    QPointF drawingOrigin();
+    QRectF expandButtonRect(const QRect& nodeRect) const;
+    TDiagramNode* expandButtonAt(const QPointF& drawingPos);
+    int layoutIndexAt(const QPointF& drawingPos, bool withButton);
+    void removeSubtrees(std::vector<std::unique_ptr<TDiagramNode>>& nodes, bool notify);
+
+    void paintConnectors(QPainter& painter, const QRectF& exposed);
+    void paintNode(QPainter& painter, const TDiagramNode& node, bool selected);
+
+    std::vector<std::unique_ptr<TDiagramNode>> m_roots;
+    TDiagramNode* m_selected = nullptr;
+
+    int m_updateCount = 0;
+    bool m_layoutDirty = false;
+    bool m_inPaint = false;
+    int m_layoutCount = 0;
+    quint64 m_layoutStamp = 1;
+    DiagramLayout m_layout;
+    std::vector<TDiagramNode*> m_laidOut; // layout index -> node; emptied before any node is freed
+
+    bool m_zoomToFit = false;
+    QFont m_font;
+    QColor m_defaultNodeColor;
+    QColor m_backgroundColor;
+    NodeStyle m_nodeStyle = NodeStyle::Flat;
+};
+
+} // namespace kelvane::ui

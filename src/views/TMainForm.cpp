@@ -1,0 +1,459 @@
+#include "views/TMainForm.h"
+
+#include "settings/TPreferencesForm.h"
+#include "store/TMainDataModule.h"
+#include "toolkit/MessageService.h"
+#include "toolkit/TLinkGrid.h"
+#include "toolkit/TNodeDiagram.h"
+#include "views/TAboutForm.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDir>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QKeySequence>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QShortcut>
+#include <QSplitter>
+#include <QStyle>
+#include <QTabWidget>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <QWidgetAction>
+
+namespace kelvane {
+
+using ui::MessageService;
+
+namespace {
+
+QToolButton* speedButton(QWidget* parent, const char* name, QStyle::StandardPixmap icon, const QString& hint) {
+    auto* button = new QToolButton(parent);
+    button->setObjectName(name);
+    button->setIcon(parent->style()->standardIcon(icon));
+    button->setToolTip(hint);
+    button->setAutoRaise(true);
+    button->setIconSize(QSize(20, 20));
+    return button;
+}
+
+QFrame* panel(QWidget* parent, const char* name) {
+    auto* frame = new QFrame(parent);
+    frame->setObjectName(name);
+    return frame;
+}
+
+QLabel* label(QWidget* parent, const char* name, const QString& text) {
+    auto* l = new QLabel(text, parent);
+    l->setObjectName(name);
+    l->setWordWrap(true);
+    return l;
+}
+
+} // namespace
+
+QString TMainForm::defaultDatabasePath() {
+    // The folder of the executable with its trailing separator, then the file name.
+    return QDir::toNativeSeparators(QCoreApplication::applicationDirPath() + '/') + QDir::separator() + "KelvaneDB";
+}
+
+TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget* parent)
+    : QMainWindow(parent), m_data(data), m_databasePath(databasePath.isEmpty() ? defaultDatabasePath() : databasePath) {
+    setObjectName("MainForm");
+    setWindowTitle("Kelvane");
+    QFont font("Tahoma");
+    font.setPixelSize(12);
+    setFont(font);
+    resize(1226, 693 + 24);
+
+    PageControlMain = new QTabWidget(this);
+    PageControlMain->setObjectName("PageControlMain");
+    PageControlMain->setTabPosition(QTabWidget::South);
+    PageControlMain->setDocumentMode(true);
+    TabSheetImages = buildProcessViewTab();
+    TabSheetMapView = buildMapViewTab();
+    TabSheetAllEvents = buildAllEventsTab();
+    TabSheetProcessHierarchy = buildHierarchyTab();
+    PageControlMain->addTab(TabSheetImages, "Process View");
+    PageControlMain->addTab(TabSheetMapView, "Map View");
+    PageControlMain->addTab(TabSheetAllEvents, "All Events View");
+    PageControlMain->addTab(TabSheetProcessHierarchy, "Hierarchy");
+    PageControlMain->setCurrentWidget(TabSheetImages);
+    setCentralWidget(PageControlMain);
+
+    buildMenu();
+    FormCreate();
+}
+
+TMainForm::~TMainForm() {
+    // The diagrams report their nodes' deletion; nothing of this form may be used by then.
+    if (EventsDiagram)
+        EventsDiagram->disconnect(this);
+}
+
+void TMainForm::FormCreate() {
+    FSelectedSessions.clear();
+    FFirstNode = nullptr;
+    FDataLoaded = false;
+    for (int i = 0; i < scCheckListBoxEventsFilter->count(); ++i)
+        scCheckListBoxEventsFilter->item(i)->setCheckState(Qt::Checked);
+    InitMapShapes();
+    m_data.setDatabasePath(m_databasePath);
+    LabelGroupByHint->setText("Drag \"Event Type\" or \"Process GUID\" column headers here to group events...");
+}
+
+void TMainForm::guarded(const std::function<void()>& handler) {
+    try {
+        handler();
+    } catch (const std::exception& e) {
+        MessageService::message(this, QString::fromUtf8(e.what()));
+    }
+}
+
+void TMainForm::buildMenu() {
+    struct Entry {
+        const char* name;
+        const char* caption;
+        const char* shortcut;
+        bool visible;
+        void (TMainForm::*handler)();
+    };
+    const Entry file[] = {
+        {"LoadExistingDataMenuItem", "&Load existing data", "Ctrl+L", true, &TMainForm::LoadExistingDataMenuItemClick},
+        {"ImportSysmonLogsMenuItem", "&Import Sysmon Event logs...", "Ctrl+I", true,
+         &TMainForm::ImportSysmonLogsMenuItemClick},
+        {"ImportSysmonElasticsearchlogsMenuItem", "(Experimental) Import Sysmon Elas&ticsearch logs...", "Ctrl+T",
+         false, &TMainForm::ImportSysmonElasticsearchlogsMenuItemClick},
+        {"N3", "-", "", true, nullptr},
+        {"ExportHashesMenuItem", "Export &Hashes...", "Ctrl+H", false, nullptr},
+        {"ExportIPAddressesMenuItem", "Export &IP Addresses", "Ctrl+I", false, nullptr},
+        {"N1", "-", "", false, nullptr},
+        {"PreferencesMenuItem", "&Preferences", "Ctrl+P", true, &TMainForm::PreferencesMenuItemClick},
+        {"CheckDatabaseVersionMenuItem", "&Database version", "", false, &TMainForm::CheckDatabaseVersionMenuItemClick},
+        {"N2", "-", "", true, nullptr},
+        {"ExitMenuItem", "E&xit", "Ctrl+E", true, &TMainForm::ExitMenuItemClick},
+        {"CheckDB1", "CheckDriverID", "", false, &TMainForm::CheckDB1Click},
+        {"CheckDriverName1", "CheckDriverName", "", false, &TMainForm::CheckDriverName1Click},
+    };
+    QMenu* fileMenu = menuBar()->addMenu("&File");
+    fileMenu->setObjectName("FileMainMenuItem");
+    for (const Entry& e : file) {
+        QAction* action = QString(e.caption) == "-" ? fileMenu->addSeparator() : fileMenu->addAction(e.caption);
+        action->setObjectName(e.name);
+        action->setVisible(e.visible);
+        action->setProperty("menuShortcut", QKeySequence(e.shortcut));
+        if (e.handler) {
+            const auto handler = e.handler;
+            connect(action, &QAction::triggered, this, [this, handler] { guarded([&] { (this->*handler)(); }); });
+        }
+        m_menuEntries << action;
+    }
+    QMenu* helpMenu = menuBar()->addMenu("&Help");
+    helpMenu->setObjectName("HelpMenuItem");
+    QAction* about = helpMenu->addAction("&About");
+    about->setObjectName("AboutMenuItem");
+    connect(about, &QAction::triggered, this, [this] { guarded([this] { AboutMenuItemClick(); }); });
+    m_menuEntries << about;
+    installMenuShortcuts();
+}
+
+void TMainForm::installMenuShortcuts() {
+    // A key belongs to the first entry of the menu tree that names it, shown or hidden: a hidden entry
+    // keeps its shortcut (that is how the experimental Elasticsearch import is reached), and an entry
+    // without a handler swallows its key.
+    QList<QKeySequence> seen;
+    for (QAction* action : m_menuEntries) {
+        const auto keys = action->property("menuShortcut").value<QKeySequence>();
+        if (keys.isEmpty() || seen.contains(keys))
+            continue;
+        seen << keys;
+        if (action->isVisible()) {
+            action->setShortcut(keys);
+        } else {
+            auto* shortcut = new QShortcut(keys, this);
+            shortcut->setObjectName(action->objectName() + "Shortcut");
+            connect(shortcut, &QShortcut::activated, action, &QAction::trigger);
+        }
+    }
+}
+
+QWidget* TMainForm::buildEventFilterPanel() {
+    auto* filterPanel = panel(this, "PanelEventFilters");
+    auto* layout = new QVBoxLayout(filterPanel);
+    scCheckListBoxEventsFilter = new QListWidget(filterPanel);
+    scCheckListBoxEventsFilter->setObjectName("scCheckListBoxEventsFilter");
+    for (const char* entry :
+         {"CreateRemoteThreadDetected", "FileCreated", "FileCreationTimeChanged", "FileStreamCreated", "ImageLoaded",
+          "NetworkConnectionDetected", "PipeConnected", "PipeCreated", "ProcessAccessed", "ProcessCreate",
+          "ProcessTerminated", "RawAccessReadDetected", "RegistryObjectAddedOrDeleted", "RegistryValueSet",
+          "RegistryObjectRenamed", "DnsQuery"}) {
+        auto* item = new QListWidgetItem(entry, scCheckListBoxEventsFilter);
+        item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
+        item->setCheckState(Qt::Checked);
+    }
+    layout->addWidget(scCheckListBoxEventsFilter);
+    auto* buttons = new QHBoxLayout;
+    auto* all = new QPushButton("All", filterPanel);
+    all->setObjectName("ButtonFilterAll");
+    auto* none = new QPushButton("None", filterPanel);
+    none->setObjectName("ButtonFilterNone");
+    auto* apply = new QPushButton("Apply", filterPanel);
+    apply->setObjectName("ButtonFilterApply");
+    buttons->addWidget(all);
+    buttons->addWidget(none);
+    buttons->addStretch();
+    buttons->addWidget(apply);
+    layout->addLayout(buttons);
+    connect(all, &QPushButton::clicked, this, [this] { ButtonFilterAllClick(); });
+    connect(none, &QPushButton::clicked, this, [this] { ButtonFilterNoneClick(); });
+    connect(apply, &QPushButton::clicked, this, [this] { guarded([this] { ButtonFilterApplyClick(); }); });
+    filterPanel->setFixedSize(300, 400);
+    return filterPanel;
+}
+
+QWidget* TMainForm::buildProcessViewTab() {
+    auto* tab = new QWidget(this);
+    tab->setObjectName("TabSheetImages");
+    auto* tabLayout = new QHBoxLayout(tab);
+    tabLayout->setContentsMargins(0, 0, 0, 0);
+    auto* splitter1 = new QSplitter(Qt::Horizontal, tab);
+    splitter1->setObjectName("Splitter1");
+    tabLayout->addWidget(splitter1);
+
+    auto* left = panel(splitter1, "PanelLeft");
+    auto* leftLayout = new QVBoxLayout(left);
+    leftLayout->setContentsMargins(0, 0, 0, 0);
+    auto* splitter2 = new QSplitter(Qt::Vertical, left);
+    splitter2->setObjectName("Splitter2");
+    leftLayout->addWidget(splitter2);
+
+    auto makeGrid = [this](QWidget* parent, const char* name) {
+        auto* grid = new ui::TLinkGrid(parent);
+        grid->setObjectName(name);
+        return grid;
+    };
+
+    auto* images = panel(splitter2, "PanelImagesSummary");
+    auto* imagesLayout = new QVBoxLayout(images);
+    imagesLayout->setContentsMargins(2, 2, 2, 2);
+    imagesLayout->addWidget(
+        label(images, "LabelImageFilter", "Show images associated with any of the following selected events"));
+    AdvControlDropDownFilter = new QToolButton(images);
+    AdvControlDropDownFilter->setObjectName("AdvControlDropDownFilter");
+    AdvControlDropDownFilter->setText("Display images associated with");
+    AdvControlDropDownFilter->setPopupMode(QToolButton::InstantPopup);
+    AdvControlDropDownFilter->setToolButtonStyle(Qt::ToolButtonTextOnly);
+    AdvControlDropDownFilter->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    auto* dropDown = new QMenu(AdvControlDropDownFilter);
+    auto* dropDownPanel = new QWidgetAction(dropDown);
+    dropDownPanel->setDefaultWidget(buildEventFilterPanel());
+    dropDown->addAction(dropDownPanel);
+    AdvControlDropDownFilter->setMenu(dropDown);
+    imagesLayout->addWidget(AdvControlDropDownFilter);
+    cxGridImages = makeGrid(images, "cxGridImages");
+    imagesLayout->addWidget(cxGridImages);
+
+    auto* splitter3 = new QSplitter(Qt::Vertical, splitter2);
+    splitter3->setObjectName("Splitter3");
+    auto* paths = panel(splitter3, "PanelPathSummaries");
+    auto* pathsLayout = new QVBoxLayout(paths);
+    pathsLayout->setContentsMargins(2, 2, 2, 2);
+    pathsLayout->addWidget(label(paths, "LabelImagePath", "Image Path"));
+    cxGridImagePath = makeGrid(paths, "cxGridImagePath");
+    pathsLayout->addWidget(cxGridImagePath);
+    auto* sessions = panel(splitter3, "PanelGUIDSummaries");
+    auto* sessionsLayout = new QVBoxLayout(sessions);
+    sessionsLayout->setContentsMargins(2, 2, 2, 2);
+    sessionsLayout->addWidget(label(sessions, "LabelSessions", "Sessions (GUIDs)"));
+    cxGridImageSessions = makeGrid(sessions, "cxGridImageSessions");
+    sessionsLayout->addWidget(cxGridImageSessions);
+    splitter2->setSizes({261, 430});
+    splitter3->setSizes({169, 261});
+
+    auto* drawing = panel(splitter1, "PanelMainDrawing");
+    auto* drawingLayout = new QVBoxLayout(drawing);
+    drawingLayout->setContentsMargins(0, 0, 0, 0);
+    drawingLayout->setSpacing(0);
+    auto* toolbar = panel(drawing, "PanelDrawingOptions");
+    auto* toolbarLayout = new QHBoxLayout(toolbar);
+    toolbarLayout->setContentsMargins(4, 2, 4, 2);
+    SpeedButtonZoom = speedButton(toolbar, "SpeedButtonZoom", QStyle::SP_TitleBarMaxButton, "Fit Diagram");
+    SpeedButtonZoom->setCheckable(true);
+    auto* clear = speedButton(toolbar, "SpeedButtonClear", QStyle::SP_DialogResetButton, QString());
+    auto* exportButton =
+        speedButton(toolbar, "SpeedButtonExportProcessViewToPDF", QStyle::SP_DialogSaveButton, "Export Diagram");
+    toolbarLayout->addWidget(SpeedButtonZoom);
+    toolbarLayout->addWidget(clear);
+    toolbarLayout->addWidget(exportButton);
+    toolbarLayout->addStretch();
+    drawingLayout->addWidget(toolbar);
+    EventsDiagram = new ui::TNodeDiagram(drawing);
+    EventsDiagram->setObjectName("EventsDiagram");
+    drawingLayout->addWidget(EventsDiagram);
+    splitter1->addWidget(left);
+    splitter1->addWidget(drawing);
+    splitter1->setSizes({241, 985});
+    splitter1->setStretchFactor(1, 1);
+
+    connect(cxGridImages, &ui::TLinkGrid::linkClicked, this,
+            [this](const QString& v) { guarded([&] { cxGridDBColumnImagesPropertiesStartClick(v); }); });
+    connect(cxGridImagePath, &ui::TLinkGrid::linkClicked, this,
+            [this](const QString& v) { guarded([&] { cxGridDBColumnImagePathPropertiesStartClick(v); }); });
+    connect(cxGridImageSessions, &ui::TLinkGrid::linkClicked, this,
+            [this](const QString& v) { guarded([&] { cxGridDBColumnImageSessionsPropertiesStartClick(v); }); });
+    connect(SpeedButtonZoom, &QToolButton::clicked, this, [this] { SpeedButtonZoomClick(); });
+    connect(clear, &QToolButton::clicked, this, [this] { SpeedButtonClearClick(); });
+    connect(exportButton, &QToolButton::clicked, this,
+            [this] { guarded([this] { SpeedButtonExportProcessViewToPDFClick(); }); });
+    connect(EventsDiagram, &ui::TNodeDiagram::doubleClicked, this,
+            [this] { guarded([this] { EventsDiagramDblClick(EventsDiagram); }); });
+    connect(EventsDiagram, &ui::TNodeDiagram::nodeDeleted, this, &TMainForm::EventsDiagramDeletion);
+    return tab;
+}
+
+QWidget* TMainForm::buildMapViewTab() {
+    auto* tab = new QWidget(this);
+    tab->setObjectName("TabSheetMapView");
+    auto* layout = new QVBoxLayout(tab);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto* top = panel(tab, "PanelTopChartMap");
+    top->setFixedHeight(81);
+    auto* topLayout = new QVBoxLayout(top);
+    topLayout->setContentsMargins(4, 2, 4, 2);
+    auto* toolbar = panel(top, "PanelMapViewToolbar");
+    auto* toolbarLayout = new QHBoxLayout(toolbar);
+    toolbarLayout->setContentsMargins(0, 0, 0, 0);
+    toolbarLayout->addWidget(speedButton(toolbar, "SpeedButtonExportMapViewToPDF", QStyle::SP_FileIcon, "Export to PDF"));
+    toolbarLayout->addWidget(
+        speedButton(toolbar, "SpeedButtonExportMapViewToXLSX", QStyle::SP_FileDialogDetailedView, "Export to XLSX"));
+    toolbarLayout->addWidget(
+        speedButton(toolbar, "SpeedButtonExportMapViewToHTML", QStyle::SP_FileDialogInfoView, "Export to HTML"));
+    toolbarLayout->addStretch();
+    topLayout->addWidget(toolbar);
+    auto* note = label(top, "LabelMapNote",
+                       "- Network destinations will show if geo mapping option was selected during import, if the "
+                       "map is not showing, please re-import data with geo mapping option enabled -\n"
+                       "- Use mouse wheel and right button for zooming and left mouse button for scrolling -\n"
+                       "- Click a country to view data -");
+    note->setAlignment(Qt::AlignCenter);
+    topLayout->addWidget(note);
+    layout->addWidget(top);
+    auto* chart = panel(tab, "ChartMap");
+    chart->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+    auto* chartLayout = new QVBoxLayout(chart);
+    chartLayout->addStretch();
+    auto* traffic = panel(chart, "RzSizePanelNetworkTraffic");
+    traffic->setFixedHeight(185);
+    traffic->hide();
+    chartLayout->addWidget(traffic);
+    layout->addWidget(chart, 1);
+    return tab;
+}
+
+QWidget* TMainForm::buildAllEventsTab() {
+    auto* tab = new QWidget(this);
+    tab->setObjectName("TabSheetAllEvents");
+    auto* layout = new QVBoxLayout(tab);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto* search = panel(tab, "PanelSearchAllEvents");
+    search->setFixedHeight(41);
+    auto* searchLayout = new QHBoxLayout(search);
+    searchLayout->setContentsMargins(4, 4, 4, 4);
+    searchLayout->addWidget(speedButton(search, "SpeedButtonExportAllDataToPDF", QStyle::SP_FileIcon, "Export to PDF"));
+    searchLayout->addWidget(
+        speedButton(search, "SpeedButtonExportAllDataToXLSX", QStyle::SP_FileDialogDetailedView, "Export to XLSX"));
+    searchLayout->addWidget(
+        speedButton(search, "SpeedButtonExportAllDataToHTML", QStyle::SP_FileDialogInfoView, "Export to HTML"));
+    searchLayout->addStretch();
+    cxButtonEditAllEventsSearchText = new QLineEdit(search);
+    cxButtonEditAllEventsSearchText->setObjectName("cxButtonEditAllEventsSearchText");
+    cxButtonEditAllEventsSearchText->setFixedWidth(601);
+    cxButtonEditAllEventsSearchText->setPlaceholderText(
+        "Search events for hashes, IP addresses, domains, files, regsitry keys, etc...");
+    QAction* go = cxButtonEditAllEventsSearchText->addAction(style()->standardIcon(QStyle::SP_ArrowRight),
+                                                             QLineEdit::TrailingPosition);
+    go->setObjectName("cxButtonEditAllEventsSearchTextGo");
+    go->setText("Go");
+    go->setToolTip("Search events");
+    searchLayout->addWidget(cxButtonEditAllEventsSearchText);
+    searchLayout->addStretch();
+    layout->addWidget(search);
+    connect(go, &QAction::triggered, this,
+            [this] { guarded([this] { cxButtonEditAllEventsSearchTextPropertiesButtonClick(); }); });
+    connect(cxButtonEditAllEventsSearchText, &QLineEdit::returnPressed, this,
+            [this] { guarded([this] { cxButtonEditAllEventsSearchTextPropertiesButtonClick(); }); });
+
+    auto* grid = panel(tab, "cxGridAllEvents");
+    grid->setFrameShape(QFrame::StyledPanel);
+    auto* gridLayout = new QVBoxLayout(grid);
+    LabelGroupByHint = label(grid, "cxGridAllEventsGroupByBox", QString());
+    gridLayout->addWidget(LabelGroupByHint);
+    auto* empty = label(grid, "cxGridAllEventsEmptyText", "nothing yet!");
+    empty->setAlignment(Qt::AlignCenter);
+    gridLayout->addWidget(empty, 1);
+    layout->addWidget(grid, 1);
+    return tab;
+}
+
+QWidget* TMainForm::buildHierarchyTab() {
+    auto* tab = new QWidget(this);
+    tab->setObjectName("TabSheetProcessHierarchy");
+    auto* layout = new QVBoxLayout(tab);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    auto* top = panel(tab, "PanelHierarchyTop");
+    auto* topLayout = new QHBoxLayout(top);
+    topLayout->setContentsMargins(4, 2, 4, 2);
+    topLayout->addWidget(speedButton(top, "SpeedButtonGenerateProcessHierarchy", QStyle::SP_BrowserReload,
+                                     "Generate Diagram\nThis may take time depending on the size of collected data"));
+    auto* zoom = speedButton(top, "SpeedButtonHierarchyZoom", QStyle::SP_TitleBarMaxButton, "Fit Diagram");
+    zoom->setCheckable(true);
+    topLayout->addWidget(zoom);
+    topLayout->addWidget(speedButton(top, "SpeedButtonExportHierarchy", QStyle::SP_DialogSaveButton, "Export Diagram"));
+    topLayout->addStretch();
+    layout->addWidget(top);
+    ProcessDiagram = new ui::TNodeDiagram(tab);
+    ProcessDiagram->setObjectName("ProcessDiagram");
+    layout->addWidget(ProcessDiagram, 1);
+    auto* legend = panel(tab, "PanelHierarchyLegend");
+    new QVBoxLayout(legend);
+    layout->addWidget(legend);
+    connect(zoom, &QToolButton::clicked, this, [this] { ProcessDiagram->setZoomToFit(!ProcessDiagram->zoomToFit()); });
+    return tab;
+}
+
+void TMainForm::PreferencesMenuItemClick() {
+    if (auto* preferences = findChild<ui::TPreferencesForm*>("PreferencesForm"))
+        MessageService::exec(preferences);
+}
+
+void TMainForm::AboutMenuItemClick() {
+    if (auto* about = findChild<ui::TAboutForm*>("AboutForm")) {
+        MessageService::exec(about);
+        return;
+    }
+    ui::TAboutForm about(this);
+    MessageService::exec(&about);
+}
+
+void TMainForm::ExitMenuItemClick() { close(); }
+
+void TMainForm::CheckDB1Click() { MessageService::message(this, "SQLite"); }
+
+void TMainForm::CheckDriverName1Click() { MessageService::message(this, "SQLite"); }
+
+void TMainForm::InitMapShapes() {
+    // The world map arrives with the map view; until then there are no shapes to prepare.
+}
+
+void TMainForm::ColorDestinationCountries() {
+    // The world map arrives with the map view; until then there is nothing to colour.
+}
+
+} // namespace kelvane

@@ -1,0 +1,120 @@
+#pragma once
+
+#include <QMainWindow>
+#include <QStringList>
+
+#include <functional>
+
+class QAction;
+class QLabel;
+class QLineEdit;
+class QListWidget;
+class QPushButton;
+class QSplitter;
+class QTabWidget;
+class QToolButton;
+class QWidget;
+
+namespace kelvane {
+class TMainDataModule;
+namespace ui {
+class TDiagramNode;
+class TLinkGrid;
+class TNodeDiagram;
+} // namespace ui
+
+// The main window: the menu, the four tabs and the flows that replace or load the database.
+class TMainForm : public QMainWindow {
+    Q_OBJECT
+public:
+    // databasePath: where KelvaneDB lies (beside the executable unless a test says otherwise).
+    explicit TMainForm(TMainDataModule& data, const QString& databasePath = QString(), QWidget* parent = nullptr);
+    ~TMainForm() override;
+
+    static QString defaultDatabasePath();
+    const QString& databasePath() const { return m_databasePath; }
+
+    // State every view tests for itself.
+    bool dataLoaded() const { return FDataLoaded; }
+    ui::TDiagramNode* firstNode() const { return FFirstNode; }
+    const QStringList& selectedSessions() const { return FSelectedSessions; }
+
+    // Menu handlers.
+    void LoadExistingDataMenuItemClick();
+    void ImportSysmonLogsMenuItemClick();
+    void ImportSysmonElasticsearchlogsMenuItemClick();
+    void PreferencesMenuItemClick();
+    void CheckDatabaseVersionMenuItemClick();
+    void ExitMenuItemClick();
+    void AboutMenuItemClick();
+    void CheckDB1Click();
+    void CheckDriverName1Click();
+
+    // Process view.
+    void cxGridDBColumnImagesPropertiesStartClick(const QString& exeName);
+    void cxGridDBColumnImagePathPropertiesStartClick(const QString& image);
+    void cxGridDBColumnImageSessionsPropertiesStartClick(const QString& guid);
+    void ButtonFilterAllClick();
+    void ButtonFilterNoneClick();
+    void ButtonFilterApplyClick();
+    void ApplyEventsFilter();
+    void CloseExes();
+    void CloseImages();
+    void CloseSessions();
+
+    // Session diagram.
+    void EventsDiagramDblClick(ui::TNodeDiagram* sender);
+    void EventsDiagramDeletion(ui::TDiagramNode* node);
+    void SpeedButtonZoomClick();
+    void SpeedButtonClearClick();
+    void SpeedButtonExportProcessViewToPDFClick();
+
+    // All events view: the search, run by Enter and by Go.
+    void cxButtonEditAllEventsSearchTextPropertiesButtonClick();
+
+    // The support address of the failure message after an import.
+    static constexpr const char* kSupportAddress = "support@kelvane.org";
+
+private:
+    void FormCreate();
+    void buildMenu();
+    QWidget* buildProcessViewTab();
+    QWidget* buildMapViewTab();
+    QWidget* buildAllEventsTab();
+    QWidget* buildHierarchyTab();
+    QWidget* buildEventFilterPanel();
+    void installMenuShortcuts();
+    void refreshAfterImport();
+    void openExes();
+    void ColorDestinationCountries();
+    void InitMapShapes();
+    // Runs a handler; what it throws is shown as the application's default fault report.
+    void guarded(const std::function<void()>& handler);
+
+    TMainDataModule& m_data;
+    QString m_databasePath;
+
+    ui::TDiagramNode* FFirstNode = nullptr;
+    bool FDataLoaded = false;
+    QStringList FSelectedSessions;
+    ui::TDiagramNode* TopNode = nullptr;
+
+    QTabWidget* PageControlMain = nullptr;
+    QWidget* TabSheetImages = nullptr;
+    QWidget* TabSheetMapView = nullptr;
+    QWidget* TabSheetAllEvents = nullptr;
+    QWidget* TabSheetProcessHierarchy = nullptr;
+    ui::TLinkGrid* cxGridImages = nullptr;
+    ui::TLinkGrid* cxGridImagePath = nullptr;
+    ui::TLinkGrid* cxGridImageSessions = nullptr;
+    QToolButton* AdvControlDropDownFilter = nullptr;
+    QListWidget* scCheckListBoxEventsFilter = nullptr;
+    ui::TNodeDiagram* EventsDiagram = nullptr;
+    ui::TNodeDiagram* ProcessDiagram = nullptr;
+    QToolButton* SpeedButtonZoom = nullptr;
+    QLineEdit* cxButtonEditAllEventsSearchText = nullptr;
+    QLabel* LabelGroupByHint = nullptr;
+    QList<QAction*> m_menuEntries; // every entry of the menu tree, in tree order
+};
+
+} // namespace kelvane

@@ -1,0 +1,132 @@
+// The flows that replace or load the database.
+#include "views/TMainForm.h"
+
+#include "import/TImportForm.h"
+#include "store/TMainDataModule.h"
+#include "toolkit/MessageService.h"
+#include "toolkit/TLinkGrid.h"
+#include "store/TPagedQuery.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QLineEdit>
+
+namespace kelvane {
+
+using ui::MessageService;
+
+void TMainForm::ImportSysmonLogsMenuItemClick() {
+    // The views' queries go down with the connection.
+    CloseExes();
+    CloseImages();
+    CloseSessions();
+    m_data.CloseDatabase();
+    m_data.OpenCloseAllEventsViewTables(false);
+    if (QFileInfo::exists(m_databasePath)) {
+        if (!MessageService::question(
+                this, "Are you sure? This will delete all existing data!\r\nIf you would like to backup the existing "
+                      "database, close Kelvane, move the database file 'KelvaneDB' to another folder or simply "
+                      "rename it, and then try to import the data again."))
+            return;
+        if (!QFile::remove(m_databasePath)) {
+            MessageService::message(this, "Error deleting existing database file, please close Kelvane, delete the "
+                                          "file 'KelvaneDB' and try again");
+            return;
+        }
+    }
+    try {
+        m_data.OpenDatabase();
+    } catch (const std::exception&) {
+    }
+    if (!m_data.HasDatabaseConnection()) {
+        MessageService::message(this, "Unable to connect to the database!");
+        return;
+    }
+    const QString fileName = MessageService::openFileName(this, "Import Sysmon XML Events", QString(),
+                                                          "XML Files (*.xml)");
+    if (fileName.isEmpty())
+        return;
+
+    auto* form = new TImportForm(m_data, this);
+    form->FileName = fileName;
+    const int result = MessageService::exec(form);
+    if (result == 1)
+        refreshAfterImport();
+    else if (result == 3)
+        MessageService::message(this, QString("Something went wrong! Please contact ") + kSupportAddress);
+    delete form;
+}
+
+void TMainForm::ImportSysmonElasticsearchlogsMenuItemClick() {
+    // The Elasticsearch import is not part of this build; nothing is touched, the old data stays.
+    MessageService::message(this, "(Experimental) Import Sysmon Elasticsearch logs is not available in this build.");
+}
+
+void TMainForm::refreshAfterImport() {
+    m_data.OpenDatabaseAndTables();
+    m_data.OpenCloseAllEventsViewTables(true);
+    CloseExes();
+    CloseImages();
+    CloseSessions();
+    openExes();
+    FDataLoaded = true;
+    ColorDestinationCountries();
+}
+
+void TMainForm::LoadExistingDataMenuItemClick() {
+    try {
+        m_data.OpenDatabase();
+    } catch (const std::exception&) {
+    }
+    if (!m_data.HasDatabaseConnection()) {
+        MessageService::message(this, "Unable to connect to the database!");
+        return;
+    }
+    if (!m_data.HasImportedData()) {
+        MessageService::message(this, "There are no data to be loaded, import logs first!");
+        return;
+    }
+    openExes();
+    m_data.OpenCloseAllEventsViewTables(true);
+    FDataLoaded = true;
+    ColorDestinationCountries();
+}
+
+void TMainForm::CheckDatabaseVersionMenuItemClick() {
+    if (!FDataLoaded) {
+        MessageService::message(this, "No data is currently loaded, either import or load an existing data");
+        return;
+    }
+    try {
+        m_data.OpenDatabase();
+        TQuery& version = m_data.query("FDQueryVersion");
+        version.open(m_data.connection());
+        const QString loaded = version.text("SVersion");
+        version.close();
+        MessageService::message(this, "Latest database version is : 3.1\r\nCurrently loaded database version is : " +
+                                          loaded);
+    } catch (const std::exception& e) {
+        MessageService::message(this, "Something went wrong:\r\n" + QString::fromUtf8(e.what()));
+    }
+}
+
+void TMainForm::openExes() {
+    // An opened query brings its connection up again.
+    m_data.OpenDatabase();
+    cxGridImages->setQuery(std::make_unique<TPagedQuery>(m_data.connection(), m_data.query("FDQueryExes")));
+}
+
+void TMainForm::CloseExes() { cxGridImages->clear(); }
+void TMainForm::CloseImages() { cxGridImagePath->clear(); }
+void TMainForm::CloseSessions() { cxGridImageSessions->clear(); }
+
+void TMainForm::cxButtonEditAllEventsSearchTextPropertiesButtonClick() {
+    if (!FDataLoaded)
+        return;
+    // The grid of all events arrives with its view; the search query is kept ready for it.
+    TQuery& search = m_data.query("FDQueryAllAllEvents");
+    search.close();
+    search.setParam("TermParam", cxButtonEditAllEventsSearchText->text());
+}
+
+} // namespace kelvane

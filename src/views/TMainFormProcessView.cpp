@@ -1,0 +1,147 @@
+// The process view: images, paths and sessions, the event filter and the session diagram.
+#include "views/TMainForm.h"
+
+#include "details/SessionChainWindow.h"
+#include "details/TDetailFormFactory.h"
+#include "settings/TSysmonEventData.h"
+#include "store/SessionEvents.h"
+#include "store/TMainDataModule.h"
+#include "store/TPagedQuery.h"
+#include "toolkit/MessageService.h"
+#include "toolkit/TLinkGrid.h"
+#include "toolkit/TNodeDiagram.h"
+
+#include <QImage>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QTabWidget>
+#include <QToolButton>
+
+namespace kelvane {
+
+using ui::MessageService;
+
+namespace {
+const QColor kImageNodeColor(0xFF, 0x8C, 0x00);
+}
+
+void TMainForm::cxGridDBColumnImagesPropertiesStartClick(const QString& exeName) {
+    TQuery& images = m_data.query("FDQueryImages");
+    images.setParam("ImageName", exeName);
+    m_data.OpenDatabase();
+    cxGridImagePath->setQuery(std::make_unique<TPagedQuery>(m_data.connection(), images));
+    CloseSessions();
+    FSelectedSessions.clear();
+    EventsDiagram->clear();
+    FFirstNode = EventsDiagram->addChild(nullptr);
+    FFirstNode->setText("  " + exeName + "  ");
+    FFirstNode->setColor(kImageNodeColor);
+}
+
+void TMainForm::cxGridDBColumnImagePathPropertiesStartClick(const QString& image) {
+    TQuery& sessions = m_data.query("FDQuerySessions");
+    sessions.setParam("ImageName", image);
+    m_data.OpenDatabase();
+    cxGridImageSessions->setQuery(std::make_unique<TPagedQuery>(m_data.connection(), sessions));
+}
+
+void TMainForm::cxGridDBColumnImageSessionsPropertiesStartClick(const QString& guid) {
+    if (FSelectedSessions.contains(guid, Qt::CaseInsensitive))
+        return;
+    m_data.OpenDatabase();
+    const int count = countSessionEvents(m_data, guid);
+    if (count > kSessionEventLimit) {
+        const QString text = QString("Too many events associated with this session (%1 events).\r\n"
+                                     "Building a map of this size will impact performance and memory.\r\n"
+                                     "It is better to use 'All Events View' instead, would you like to switch\r\n"
+                                     "view now, and filter session  %2  events?")
+                                 .arg(count)
+                                 .arg(guid);
+        if (MessageService::question(this, text)) {
+            cxButtonEditAllEventsSearchText->setText(guid);
+            cxButtonEditAllEventsSearchTextPropertiesButtonClick();
+            PageControlMain->setCurrentWidget(TabSheetAllEvents);
+        }
+        return;
+    }
+    if (!FFirstNode)
+        FFirstNode = EventsDiagram->addChild(nullptr);
+    appendSessionChain(*EventsDiagram, FFirstNode, guid);
+    FSelectedSessions << guid;
+}
+
+void TMainForm::ButtonFilterAllClick() {
+    for (int i = 0; i < scCheckListBoxEventsFilter->count(); ++i)
+        scCheckListBoxEventsFilter->item(i)->setCheckState(Qt::Checked);
+}
+
+void TMainForm::ButtonFilterNoneClick() {
+    for (int i = 0; i < scCheckListBoxEventsFilter->count(); ++i)
+        scCheckListBoxEventsFilter->item(i)->setCheckState(Qt::Unchecked);
+}
+
+void TMainForm::ButtonFilterApplyClick() { ApplyEventsFilter(); }
+
+void TMainForm::ApplyEventsFilter() {
+    static constexpr int kConditionIds[] = {8, 11, 2, 15, 7, 3, 18, 17, 10, 1, 5, 9, 12, 13, 14, 22};
+    QStringList lines{"SELECT ImageExe FROM AllImageExes"};
+    for (int i = 0; i < scCheckListBoxEventsFilter->count() && i < 16; ++i)
+        if (scCheckListBoxEventsFilter->item(i)->checkState() == Qt::Checked)
+            lines << QString("EventType = %1").arg(kConditionIds[i]);
+    const int n = static_cast<int>(lines.size());
+    TQuery& exes = m_data.query("FDQueryExes");
+    if (n == 1) {
+        exes.setSql(lines.first().toStdString());
+        CloseExes();
+        CloseImages();
+        CloseSessions();
+        return;
+    }
+    lines[1].prepend("WHERE ");
+    for (int i = 1; i <= n - 2; ++i)
+        lines[i].append(" OR");
+    lines << "GROUP BY ImageExe";
+    exes.setSql(lines.join('\n').toStdString());
+    CloseExes();
+    CloseImages();
+    CloseSessions();
+    if (FDataLoaded)
+        openExes();
+}
+
+void TMainForm::EventsDiagramDblClick(ui::TNodeDiagram* sender) {
+    ui::TDiagramNode* node = sender->selectedNode();
+    if (!node)
+        throw std::runtime_error("Access violation: no node is selected");
+    const auto* record = node->recordAs<TSysmonEventData>();
+    if (!record)
+        return;
+    openDetailFormByType(this, record->EventType, record->GID);
+}
+
+void TMainForm::EventsDiagramDeletion(ui::TDiagramNode* node) {
+    // The attached record goes with its node; the root is the only node this form remembers.
+    if (node == FFirstNode)
+        FFirstNode = nullptr;
+}
+
+void TMainForm::SpeedButtonZoomClick() { EventsDiagram->setZoomToFit(!EventsDiagram->zoomToFit()); }
+
+void TMainForm::SpeedButtonClearClick() {
+    if (FFirstNode)
+        EventsDiagram->deleteChildren(FFirstNode);
+    FSelectedSessions.clear();
+}
+
+void TMainForm::SpeedButtonExportProcessViewToPDFClick() {
+    if (!FFirstNode) {
+        MessageService::message(this, "No content to export!");
+        return;
+    }
+    const QString fileName = MessageService::saveFileName(this, "Export Diagram", QString(), "Bitmap (*.bmp)");
+    if (fileName.isEmpty())
+        return;
+    EventsDiagram->renderToImage().save(fileName, "BMP");
+}
+
+} // namespace kelvane

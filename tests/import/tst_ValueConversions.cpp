@@ -1,0 +1,125 @@
+#include "import/LocaleDateText.h"
+#include "import/ValueConversions.h"
+
+#include <QtTest>
+
+using namespace kelvane;
+
+class TestValueConversions : public QObject {
+    Q_OBJECT
+
+private slots:
+    void clearText_data() {
+        QTest::addColumn<QString>("input");
+        QTest::addColumn<QString>("output");
+        QTest::newRow("plain") << "C:\\a.exe" << "C:\\a.exe";
+        QTest::newRow("cr lf") << "a\r\nb" << "a\\nb";
+        QTest::newRow("lone lf and cr stay") << "a\nb\rc" << "a\nb\rc";
+        QTest::newRow("quotes") << "\"C:\\x y\\a.exe\" -k" << "\\\"C:\\x y\\a.exe\\\" -k";
+        QTest::newRow("cr cr lf") << "a\r\r\nb" << "a\r\\nb";
+    }
+    void clearText() {
+        QFETCH(QString, input);
+        QFETCH(QString, output);
+        QCOMPARE(QString::fromStdString(ClearText(input.toStdString())), output);
+    }
+
+    void integers_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("ok32");
+        QTest::addColumn<int>("value32");
+        QTest::addColumn<bool>("ok64");
+        QTest::addColumn<qlonglong>("value64");
+        QTest::newRow("decimal") << "2772" << true << 2772 << true << 2772LL;
+        QTest::newRow("0x") << "0x1410" << true << 5136 << true << 5136LL;
+        QTest::newRow("dollar") << "$ff" << true << 255 << true << 255LL;
+        QTest::newRow("kept in 32 bits") << "0xFFFFFFFF" << true << -1 << true << 4294967295LL;
+        QTest::newRow("logon id") << "0x3e7" << true << 999 << true << 999LL;
+        QTest::newRow("wide hex") << "0x100000001" << true << 1 << true << 4294967297LL;
+        QTest::newRow("negative") << "-5" << false << 0 << true << -5LL;
+        QTest::newRow("blank") << "" << false << 0 << false << 0LL;
+        QTest::newRow("word") << "abc" << false << 0 << false << 0LL;
+        QTest::newRow("trailing junk") << "12ab" << false << 0 << false << 0LL;
+        QTest::newRow("surrounding blanks") << " 42 " << true << 42 << true << 42LL;
+        QTest::newRow("overflow") << "99999999999999999999" << false << 0 << false << 0LL;
+    }
+    void integers() {
+        QFETCH(QString, text);
+        QFETCH(bool, ok32);
+        QFETCH(int, value32);
+        QFETCH(bool, ok64);
+        QFETCH(qlonglong, value64);
+        const std::string s = text.toStdString();
+        if (ok32) {
+            QCOMPARE(toInteger32(s), value32);
+        } else {
+            try {
+                toInteger32(s);
+                QFAIL("no failure");
+            } catch (const ConversionError& e) {
+                QCOMPARE(QString(e.what()), "'" + text + "' is not a valid integer value");
+            }
+        }
+        if (ok64)
+            QCOMPARE(qlonglong(toInteger64(s)), value64);
+        else
+            QVERIFY_THROWS_EXCEPTION(ConversionError, toInteger64(s));
+    }
+
+    void utcTime_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("stored"); // empty: no date
+        QTest::newRow("sysmon") << "2019-04-27 15:57:25.868" << "2019-04-27 15:57:25.868";
+        QTest::newRow("short fraction is milliseconds") << "2019-04-27 15:57:25.12" << "2019-04-27 15:57:25.012";
+        QTest::newRow("fraction above 999") << "2019-04-27 15:57:25.1234" << "";
+        QTest::newRow("no fraction") << "2019-04-27 15:57:25" << "";
+        QTest::newRow("empty fraction") << "2019-04-27 15:57:25." << "";
+        QTest::newRow("bad month") << "2019-13-27 15:57:25.000" << "";
+        QTest::newRow("29 february") << "2020-02-29 00:00:00.000" << "2020-02-29 00:00:00.000";
+        QTest::newRow("no 29 february") << "2019-02-29 00:00:00.000" << "";
+        QTest::newRow("iso form") << "2019-04-27T15:57:25.868Z" << "";
+    }
+    void utcTime() {
+        QFETCH(QString, text);
+        QFETCH(QString, stored);
+        const auto parsed = parseUtcTime(text.toStdString());
+        QCOMPARE(parsed.has_value(), !stored.isEmpty());
+        if (parsed)
+            QCOMPARE(QString::fromStdString(parsed->storageText()), stored);
+    }
+
+    void baseNames_data() {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("base");
+        QTest::newRow("path") << "C:\\Windows\\System32\\cmd.exe" << "cmd.exe";
+        QTest::newRow("drive only") << "C:cmd.exe" << "cmd.exe";
+        QTest::newRow("no folder") << "cmd.exe" << "cmd.exe";
+        QTest::newRow("ipv6") << "fe80::1c2d" << "1c2d";
+        QTest::newRow("trailing backslash") << "C:\\dir\\" << "";
+    }
+    void baseNames() {
+        QFETCH(QString, path);
+        QFETCH(QString, base);
+        const std::string s = path.toStdString();
+        QCOMPARE(QString::fromStdString(std::string(baseName(s))), base);
+    }
+
+    void localeDates_data() {
+        QTest::addColumn<QString>("locale");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("en_US") << "en_US" << "4/27/19 3:57:25 PM";
+        QTest::newRow("de_DE") << "de_DE" << "27.04.19 15:57:25";
+    }
+    void localeDates() {
+        QFETCH(QString, locale);
+        QFETCH(QString, text);
+        LocaleDateText dates{QLocale(locale)};
+        QCOMPARE(QString::fromStdString(dates.text({2019, 4, 27, 15, 57, 25, 868})), text);
+        // Exactly midnight shows the date alone; a millisecond later it does not.
+        QVERIFY(!QString::fromStdString(dates.text({2019, 4, 27, 0, 0, 0, 0})).contains(':'));
+        QVERIFY(QString::fromStdString(dates.text({2019, 4, 27, 0, 0, 0, 1})).contains(':'));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestValueConversions)
+#include "tst_ValueConversions.moc"
