@@ -4,11 +4,13 @@
 #include "details/TDetailFormFactory.h"
 #include "settings/TSysmonEventData.h"
 #include "store/TMainDataModule.h"
+#include "toolkit/Icons.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TNodeDiagram.h"
 
 #include <QHBoxLayout>
 #include <QImage>
+#include <QApplication>
 #include <QStyle>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -34,13 +36,13 @@ template <class F> void guarded(QWidget* window, F&& handler) {
     }
 }
 
-QToolButton* toolButton(QWidget* parent, const char* name, QStyle::StandardPixmap icon) {
+QToolButton* toolButton(QWidget* parent, const char* name, const char* icon) {
     auto* button = new QToolButton(parent);
     button->setObjectName(QString::fromLatin1(name));
     button->setFixedSize(kButtonSize, kButtonSize);
     button->setAutoRaise(true);
     button->setIconSize(QSize(20, 20));
-    button->setIcon(parent->style()->standardIcon(icon));
+    button->setIcon(kelvane::ui::icon(icon));
     return button;
 }
 
@@ -58,10 +60,10 @@ TSessionViewForm::TSessionViewForm(QWidget* owner) : QWidget(owner, Qt::Tool) {
     PanelDrawingOptions->setObjectName(QStringLiteral("PanelDrawingOptions"));
     PanelDrawingOptions->setFixedHeight(kToolbarHeight);
 
-    SpeedButtonZoom = toolButton(PanelDrawingOptions, "SpeedButtonZoom", QStyle::SP_TitleBarMaxButton);
+    SpeedButtonZoom = toolButton(PanelDrawingOptions, "SpeedButtonZoom", "fit");
     SpeedButtonZoom->setCheckable(true);
     SpeedButtonZoom->setToolTip(QStringLiteral("Fit"));
-    SpeedButtonExport = toolButton(PanelDrawingOptions, "SpeedButtonExport", QStyle::SP_DialogSaveButton);
+    SpeedButtonExport = toolButton(PanelDrawingOptions, "SpeedButtonExport", "export-bmp");
 
     auto* tools = new QHBoxLayout(PanelDrawingOptions);
     tools->setContentsMargins(0, 0, 0, 0);
@@ -77,7 +79,8 @@ TSessionViewForm::TSessionViewForm(QWidget* owner) : QWidget(owner, Qt::Tool) {
     QFont font = EventsDiagram->nodeFont();
     font.setPixelSize(kDiagramFontPixelSize);
     EventsDiagram->setNodeFont(font);
-    EventsDiagram->setBackgroundColor(palette().color(QPalette::Base));
+    // The system's window colour, not the dark theme's: the connectors are black.
+    EventsDiagram->setBackgroundColor(QApplication::style()->standardPalette().color(QPalette::Base));
 
     auto* drawing = new QVBoxLayout(PanelMainDrawing);
     drawing->setContentsMargins(kMargin, kMargin, kMargin, kMargin);

@@ -2,6 +2,7 @@
 
 #include "settings/TPreferencesForm.h"
 #include "store/TMainDataModule.h"
+#include "toolkit/Icons.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TLinkGrid.h"
 #include "toolkit/TNodeDiagram.h"
@@ -12,6 +13,7 @@
 #include <QDir>
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QIcon>
 #include <QKeySequence>
 #include <QLabel>
 #include <QLineEdit>
@@ -33,10 +35,10 @@ using ui::MessageService;
 
 namespace {
 
-QToolButton* speedButton(QWidget* parent, const char* name, QStyle::StandardPixmap icon, const QString& hint) {
+QToolButton* speedButton(QWidget* parent, const char* name, const char* icon, const QString& hint) {
     auto* button = new QToolButton(parent);
     button->setObjectName(name);
-    button->setIcon(parent->style()->standardIcon(icon));
+    button->setIcon(ui::icon(icon));
     button->setToolTip(hint);
     button->setAutoRaise(true);
     button->setIconSize(QSize(20, 20));
@@ -283,11 +285,11 @@ QWidget* TMainForm::buildProcessViewTab() {
     auto* toolbar = panel(drawing, "PanelDrawingOptions");
     auto* toolbarLayout = new QHBoxLayout(toolbar);
     toolbarLayout->setContentsMargins(4, 2, 4, 2);
-    SpeedButtonZoom = speedButton(toolbar, "SpeedButtonZoom", QStyle::SP_TitleBarMaxButton, "Fit Diagram");
+    SpeedButtonZoom = speedButton(toolbar, "SpeedButtonZoom", "fit", "Fit Diagram");
     SpeedButtonZoom->setCheckable(true);
-    auto* clear = speedButton(toolbar, "SpeedButtonClear", QStyle::SP_DialogResetButton, QString());
+    auto* clear = speedButton(toolbar, "SpeedButtonClear", "clear", QString());
     auto* exportButton =
-        speedButton(toolbar, "SpeedButtonExportProcessViewToPDF", QStyle::SP_DialogSaveButton, "Export Diagram");
+        speedButton(toolbar, "SpeedButtonExportProcessViewToPDF", "export-bmp", "Export Diagram");
     toolbarLayout->addWidget(SpeedButtonZoom);
     toolbarLayout->addWidget(clear);
     toolbarLayout->addWidget(exportButton);
@@ -329,11 +331,11 @@ QWidget* TMainForm::buildMapViewTab() {
     auto* toolbar = panel(top, "PanelMapViewToolbar");
     auto* toolbarLayout = new QHBoxLayout(toolbar);
     toolbarLayout->setContentsMargins(0, 0, 0, 0);
-    toolbarLayout->addWidget(speedButton(toolbar, "SpeedButtonExportMapViewToPDF", QStyle::SP_FileIcon, "Export to PDF"));
+    toolbarLayout->addWidget(speedButton(toolbar, "SpeedButtonExportMapViewToPDF", "export-pdf", "Export to PDF"));
     toolbarLayout->addWidget(
-        speedButton(toolbar, "SpeedButtonExportMapViewToXLSX", QStyle::SP_FileDialogDetailedView, "Export to XLSX"));
+        speedButton(toolbar, "SpeedButtonExportMapViewToXLSX", "export-xlsx", "Export to XLSX"));
     toolbarLayout->addWidget(
-        speedButton(toolbar, "SpeedButtonExportMapViewToHTML", QStyle::SP_FileDialogInfoView, "Export to HTML"));
+        speedButton(toolbar, "SpeedButtonExportMapViewToHTML", "export-html", "Export to HTML"));
     toolbarLayout->addStretch();
     topLayout->addWidget(toolbar);
     auto* note = label(top, "LabelMapNote",
@@ -365,18 +367,18 @@ QWidget* TMainForm::buildAllEventsTab() {
     search->setFixedHeight(41);
     auto* searchLayout = new QHBoxLayout(search);
     searchLayout->setContentsMargins(4, 4, 4, 4);
-    searchLayout->addWidget(speedButton(search, "SpeedButtonExportAllDataToPDF", QStyle::SP_FileIcon, "Export to PDF"));
+    searchLayout->addWidget(speedButton(search, "SpeedButtonExportAllDataToPDF", "export-pdf", "Export to PDF"));
     searchLayout->addWidget(
-        speedButton(search, "SpeedButtonExportAllDataToXLSX", QStyle::SP_FileDialogDetailedView, "Export to XLSX"));
+        speedButton(search, "SpeedButtonExportAllDataToXLSX", "export-xlsx", "Export to XLSX"));
     searchLayout->addWidget(
-        speedButton(search, "SpeedButtonExportAllDataToHTML", QStyle::SP_FileDialogInfoView, "Export to HTML"));
+        speedButton(search, "SpeedButtonExportAllDataToHTML", "export-html", "Export to HTML"));
     searchLayout->addStretch();
     cxButtonEditAllEventsSearchText = new QLineEdit(search);
     cxButtonEditAllEventsSearchText->setObjectName("cxButtonEditAllEventsSearchText");
     cxButtonEditAllEventsSearchText->setFixedWidth(601);
     cxButtonEditAllEventsSearchText->setPlaceholderText(
         "Search events for hashes, IP addresses, domains, files, regsitry keys, etc...");
-    QAction* go = cxButtonEditAllEventsSearchText->addAction(style()->standardIcon(QStyle::SP_ArrowRight),
+    QAction* go = cxButtonEditAllEventsSearchText->addAction(ui::icon("search"),
                                                              QLineEdit::TrailingPosition);
     go->setObjectName("cxButtonEditAllEventsSearchTextGo");
     go->setText("Go");
@@ -410,12 +412,12 @@ QWidget* TMainForm::buildHierarchyTab() {
     auto* top = panel(tab, "PanelHierarchyTop");
     auto* topLayout = new QHBoxLayout(top);
     topLayout->setContentsMargins(4, 2, 4, 2);
-    topLayout->addWidget(speedButton(top, "SpeedButtonGenerateProcessHierarchy", QStyle::SP_BrowserReload,
+    topLayout->addWidget(speedButton(top, "SpeedButtonGenerateProcessHierarchy", "generate",
                                      "Generate Diagram\nThis may take time depending on the size of collected data"));
-    auto* zoom = speedButton(top, "SpeedButtonHierarchyZoom", QStyle::SP_TitleBarMaxButton, "Fit Diagram");
+    auto* zoom = speedButton(top, "SpeedButtonHierarchyZoom", "fit", "Fit Diagram");
     zoom->setCheckable(true);
     topLayout->addWidget(zoom);
-    topLayout->addWidget(speedButton(top, "SpeedButtonExportHierarchy", QStyle::SP_DialogSaveButton, "Export Diagram"));
+    topLayout->addWidget(speedButton(top, "SpeedButtonExportHierarchy", "export-bmp", "Export Diagram"));
     topLayout->addStretch();
     layout->addWidget(top);
     ProcessDiagram = new ui::TNodeDiagram(tab);

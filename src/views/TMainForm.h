@@ -85,6 +85,7 @@ private:
     QWidget* buildEventFilterPanel();
     void installMenuShortcuts();
     void refreshAfterImport();
+    void showLatestChain();
     void openExes();
     void ColorDestinationCountries();
     void InitMapShapes();

@@ -12,6 +12,7 @@
 #include "toolkit/TNodeDiagram.h"
 
 #include <QImage>
+#include <QScrollBar>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QTabWidget>
@@ -66,8 +67,27 @@ void TMainForm::cxGridDBColumnImageSessionsPropertiesStartClick(const QString& g
     }
     if (!FFirstNode)
         FFirstNode = EventsDiagram->addChild(nullptr);
-    appendSessionChain(*EventsDiagram, FFirstNode, guid);
+    appendSessionChain(*EventsDiagram, FFirstNode, readSessionEvents(m_data, guid));
     FSelectedSessions << guid;
+    showLatestChain();
+}
+
+void TMainForm::showLatestChain() {
+    // Bring the chain just drawn into view: it hangs under the last computer box that has children.
+    ui::TDiagramNode* start = nullptr;
+    for (int i = 0; FFirstNode && i < FFirstNode->childCount(); ++i)
+        if (FFirstNode->child(i)->childCount() > 0)
+            start = FFirstNode->child(i)->child(FFirstNode->child(i)->childCount() - 1);
+    if (!start || EventsDiagram->zoomToFit())
+        return;
+    const QRect box = start->rect();
+    if (box.isNull())
+        return;
+    const QPointF at = EventsDiagram->mapFromDrawing(box.center());
+    auto* bar = EventsDiagram->horizontalScrollBar();
+    bar->setValue(bar->value() + static_cast<int>(at.x()) - EventsDiagram->viewport()->width() / 2);
+    auto* vertical = EventsDiagram->verticalScrollBar();
+    vertical->setValue(0);
 }
 
 void TMainForm::ButtonFilterAllClick() {

@@ -121,7 +121,6 @@ private slots:
     void formShowsTheRow_data();
     void formShowsTheRow();
     void dateShowsInLocaleFormat();
-    void missingRowGivesEmptyForm();
     void dispatchByType_data();
     void dispatchByType();
     void dispatchByTable_data();
@@ -137,6 +136,7 @@ private slots:
     void sessionView();
     void sessionViewChainFollowsTime();
     void sessionViewOpensFormsItOwns();
+    void chainsShareTheirComputerBox();
 };
 
 void TestEventDetailForm::formShowsTheRow_data() {
@@ -241,16 +241,6 @@ void TestEventDetailForm::dateShowsInLocaleFormat() {
     closeAndFree(form);
 }
 
-void TestEventDetailForm::missingRowGivesEmptyForm() {
-    MessageScript script;
-    QPointer<TEventDetailForm> form = open("ProcessCreate", 424242);
-    QVERIFY(form);
-    for (int row = 0; row < form->grid()->rowCount(); ++row)
-        QCOMPARE(form->grid()->value(row), QString());
-    QVERIFY(script.records().empty());
-    closeAndFree(form);
-}
-
 void TestEventDetailForm::dispatchByType_data() {
     QTest::addColumn<int>("eventType");
     QTest::addColumn<QString>("className"); // empty: nothing opens
@@ -286,13 +276,19 @@ void TestEventDetailForm::dispatchByType() {
     QFETCH(QString, className);
     QFETCH(QString, title);
     const int before = m_owner.findChildren<TEventDetailForm*>().size();
-    QPointer<QWidget> form = openDetailFormByType(&m_owner, eventType, 424242);
+    MessageScript script;
+    // No row has this GID: the form opens all the same, empty and without a word.
+    QPointer<TEventDetailForm> form =
+        qobject_cast<TEventDetailForm*>(openDetailFormByType(&m_owner, eventType, 424242));
     QCOMPARE(form != nullptr, !className.isEmpty());
     QCOMPARE(m_owner.findChildren<TEventDetailForm*>().size(), before + (form ? 1 : 0));
     if (!form)
         return;
     QCOMPARE(form->metaObject()->className(), ("kelvane::ui::" + className).toLatin1());
     QCOMPARE(form->windowTitle(), title);
+    for (int row = 0; row < form->grid()->rowCount(); ++row)
+        QCOMPARE(form->grid()->value(row), QString());
+    QVERIFY(script.records().empty());
     closeAndFree(form);
 }
 
@@ -527,6 +523,22 @@ void TestEventDetailForm::sessionViewOpensFormsItOwns() {
     QCOMPARE(form->fieldText("ProcessGuid"), QString("{AAAA-1}"));
     closeAndFree(view);
     QVERIFY(!form);
+}
+
+void TestEventDetailForm::chainsShareTheirComputerBox() {
+    TNodeDiagram diagram;
+    TDiagramNode* root = diagram.addChild(nullptr);
+    root->setText("  cmd.exe  ");
+    appendSessionChain(diagram, root, "{AAAA-1}");
+    appendSessionChain(diagram, root, "{src-3}"); // same computer: a second chain beside the first
+    QCOMPARE(root->childCount(), 1);
+    QCOMPARE(root->child(0)->childCount(), 2);
+    QCOMPARE(root->child(0)->child(1)->recordAs<TSysmonEventData>()->GID, 3);
+    appendSessionChain(diagram, root, "{EXACT}"); // another computer: a box of its own
+    QCOMPARE(root->childCount(), 2);
+    QCOMPARE(root->child(1)->text(), QString("  WS-09  "));
+    QCOMPARE(countSessionEvents("{exact}"), 1000);
+    QVERIFY(root->child(1)->isExpanded());
 }
 
 QTEST_MAIN(TestEventDetailForm)

@@ -1,0 +1,142 @@
+// Writes pictures of Kelvane's windows for review: kelvane-screens OUTPUT_FOLDER [EVENTS].
+// Imports a generated log into a temporary folder, then drives the main window as a user would and
+// grabs the main window on each tab, a drawn session, a detail form and a session view window.
+#include "../bench/SysmonLogGenerator.h"
+#include "details/TDetailFormFactory.h"
+#include "details/TSessionViewForm.h"
+#include "import/TImportController.h"
+#include "settings/TSharedResourcesModule.h"
+#include "store/TMainDataModule.h"
+#include "toolkit/DarkTheme.h"
+#include "toolkit/MessageService.h"
+#include "toolkit/TNodeDiagram.h"
+#include "views/TMainForm.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QTabWidget>
+#include <QTemporaryDir>
+#include <QEventLoop>
+#include <QTimer>
+
+#include <cstdio>
+
+using namespace kelvane;
+
+namespace {
+
+void settle(int ms = 150) {
+    QEventLoop loop;
+    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+bool save(QWidget* widget, const QString& folder, const QString& name) {
+    settle();
+    const QString path = QDir(folder).filePath(name + ".png");
+    const bool ok = widget->grab().save(path);
+    std::printf("%s %s\n", ok ? "wrote" : "FAILED", qPrintable(path));
+    return ok;
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    QApplication app(argc, argv);
+    QApplication::setApplicationDisplayName("Kelvane");
+    ui::applyDarkTheme(app);
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: kelvane-screens OUTPUT_FOLDER [EVENTS]\n");
+        return 2;
+    }
+    const QString out = QString::fromLocal8Bit(argv[1]);
+    QDir().mkpath(out);
+    const int events = argc > 2 ? std::atoi(argv[2]) : 20000;
+
+    QTemporaryDir temp;
+    TSharedResourcesModule settings(temp.filePath("settings.ini"));
+    SharedResourcesModule = &settings;
+    TMainDataModule data;
+    MainDataModule = &data;
+    const QString dbPath = temp.filePath("KelvaneDB");
+    const QString logPath = temp.filePath("log.xml");
+    SysmonLogOptions options;
+    options.events = static_cast<std::uint64_t>(events);
+    options.computers = 2;
+    SysmonLogGenerator(options).writeFile(logPath.toStdString());
+    {
+        data.setDatabasePath(dbPath);
+        data.OpenDatabase();
+        TImportController import(data, QString(), false);
+        import.FileName = logPath;
+        import.ButtonImportClick();
+        import.waitForEnd();
+        std::printf("%s\n", qPrintable(import.report().labelMessage().trimmed().section('\n', 0, 0)));
+    }
+
+    ui::MessageScript script; // no modal box may block the pictures
+    TMainForm form(data, dbPath);
+    form.resize(1400, 860);
+    form.show();
+    form.LoadExistingDataMenuItemClick();
+
+    // A session of a handful of events, of an image with several paths.
+    data.OpenDatabase();
+    TQuery pick("pick", "SELECT x.ImageExe, x.Image, x.ProcessGuid FROM AllImageExes x WHERE x.EventType = 1 AND "
+                        "(SELECT COUNT(*) FROM AllEvents e WHERE e.CorrelationGuid = x.ProcessGuid) BETWEEN 8 AND 14 "
+                        "LIMIT 2");
+    pick.open(data.connection());
+    const QString exe = pick.text(0), image = pick.text(1), guid = pick.text(2);
+    pick.next();
+    const QString secondGuid = pick.text(2);
+    pick.close();
+
+    auto* tabs = form.findChild<QTabWidget*>("PageControlMain");
+    save(&form, out, "main-process-view-loaded");
+    form.cxGridDBColumnImagesPropertiesStartClick(exe);
+    form.cxGridDBColumnImagePathPropertiesStartClick(image);
+    form.cxGridDBColumnImageSessionsPropertiesStartClick(guid);
+    if (!secondGuid.isEmpty() && secondGuid != guid)
+        form.cxGridDBColumnImageSessionsPropertiesStartClick(secondGuid);
+    save(&form, out, "main-process-view-session");
+    auto* diagram = form.findChild<ui::TNodeDiagram*>("EventsDiagram");
+    diagram->renderToImage().save(QDir(out).filePath("session-diagram-full.png"));
+    for (int i = 1; i < tabs->count(); ++i) {
+        tabs->setCurrentIndex(i);
+        save(&form, out, QString("main-tab-%1").arg(tabs->widget(i)->objectName()));
+    }
+    tabs->setCurrentIndex(0);
+
+    // A detail form of the first event of the drawn session.
+    TQuery first("first", "SELECT GID, EventType FROM AllEvents WHERE CorrelationGuid = :G AND EventType IN (1, 3) "
+                          "ORDER BY EventType DESC LIMIT 1");
+    first.setParam("G", guid);
+    first.open(data.connection());
+    if (!first.eof()) {
+        QWidget* detail = openDetailFormByType(&form, first.value(1).toInt(), first.value(0).toLongLong());
+        first.close();
+        if (detail)
+            save(detail, out, "detail-form");
+    }
+    first.close();
+    TQuery net("net", "SELECT FID FROM NetworkConnectionDetected LIMIT 1");
+    net.open(data.connection());
+    if (!net.eof()) {
+        const qint64 gid = net.value(0).toLongLong();
+        net.close();
+        if (QWidget* detail = openDetailFormByType(&form, 3, gid))
+            save(detail, out, "detail-form-network");
+    }
+    net.close();
+
+    auto* session = new ui::TSessionViewForm;
+    session->setSessionGUID(guid);
+    session->show();
+    session->resize(900, 700);
+    save(session, out, "session-view");
+    session->close();
+    form.close();
+    MainDataModule = nullptr;
+    SharedResourcesModule = nullptr;
+    return 0;
+}
