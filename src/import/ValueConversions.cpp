@@ -9,7 +9,14 @@ ConversionError::ConversionError(std::string_view text)
     : std::runtime_error("'" + std::string(text) + "' is not a valid integer value") {}
 
 bool clearTextInPlace(std::string& text) {
-    if (text.find_first_of("\r\"") == std::string::npos)
+    // One pass over the text: most values have neither a quote nor a CR.
+    bool found = false;
+    for (const char c : text)
+        if (c == '"' || c == '\r') {
+            found = true;
+            break;
+        }
+    if (!found)
         return false;
     std::string out;
     out.reserve(text.size() + 8);
