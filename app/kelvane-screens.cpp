@@ -5,6 +5,7 @@
 #include "details/TDetailFormFactory.h"
 #include "details/TSessionViewForm.h"
 #include "import/TImportController.h"
+#include "import/TImportForm.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/DarkTheme.h"
@@ -65,13 +66,21 @@ int main(int argc, char* argv[]) {
     options.computers = 2;
     SysmonLogGenerator(options).writeFile(logPath.toStdString());
     {
+        // The import through its dialog, as the main window runs it, pictured before and after.
         data.setDatabasePath(dbPath);
         data.OpenDatabase();
-        TImportController import(data, QString(), false);
-        import.FileName = logPath;
-        import.ButtonImportClick();
-        import.waitForEnd();
-        std::printf("%s\n", qPrintable(import.report().labelMessage().trimmed().section('\n', 0, 0)));
+        TImportForm dialog(data, nullptr);
+        dialog.FileName = logPath;
+        dialog.show();
+        save(&dialog, out, "import-dialog");
+        dialog.ButtonImportClick();
+        save(&dialog, out, "import-dialog-running");
+        QEventLoop wait;
+        QObject::connect(&dialog.controller(), &TImportController::finished, &wait, &QEventLoop::quit);
+        if (dialog.controller().state() == TImportController::State::Running)
+            wait.exec();
+        save(&dialog, out, "import-dialog-done");
+        std::printf("%s\n", qPrintable(dialog.controller().report().labelMessage().trimmed().section('\n', 0, 0)));
     }
 
     ui::MessageScript script; // no modal box may block the pictures

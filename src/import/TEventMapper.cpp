@@ -107,7 +107,10 @@ struct TEventMapper::TypePlan {
 };
 
 TEventMapper::TEventMapper(TMainDataModule& data, ImportReport& report, TIPGeolocator* geolocator)
-    : m_data(data), m_report(report), m_geo(geolocator) {
+    : m_data(data), m_report(report), m_geo(geolocator), m_master(&data.tableDataset("AllEvents")),
+      m_imageExes(&data.tableDataset("AllImageExes")), m_hashes(&data.tableDataset("AllHashes")),
+      m_hosts(&data.tableDataset("AllHosts")), m_addresses(&data.tableDataset("AllIPAddresses")),
+      m_ports(&data.tableDataset("AllPorts")), m_regTargets(&data.tableDataset("AllRegTargets")) {
     using Role = FieldPlan::Role;
     for (const TypeItems& items : kTypeItems) {
         TypePlan plan;
@@ -341,7 +344,7 @@ void TEventMapper::writeRows(EventState& state) {
         description = QueryStatusDescription(StrToInt(ReadText("QueryStatus"))).toStdString();
 
     // Master row.
-    TTableDataset& master = m_data.tableDataset("AllEvents");
+    TTableDataset& master = *m_master;
     const DateTime utcTime = ReadDateTime("UtcTime");
     const std::string details = eventDetails(utcTime, description);
     master.append();
@@ -401,7 +404,7 @@ void TEventMapper::writeRows(EventState& state) {
     case 13:
     case 14: {
         writeImageExe(id, row, "Image", "ImageExe", "ProcessGuid", gid);
-        TTableDataset& targets = m_data.tableDataset("AllRegTargets");
+        TTableDataset& targets = *m_regTargets;
         targets.append();
         targets.setInteger("FID", gid);
         targets.setText("UtcTime", row.text("UtcTime"));
@@ -489,7 +492,7 @@ void TEventMapper::geolocate(TTableDataset& row, const char* isIpv6, const char*
 
 void TEventMapper::writeImageExe(int id, const TTableDataset& row, const char* image, const char* imageExe,
                                  const char* guid, std::int64_t gid) {
-    TTableDataset& exes = m_data.tableDataset("AllImageExes");
+    TTableDataset& exes = *m_imageExes;
     exes.append();
     exes.setInteger("FID", gid);
     exes.setText("UtcTime", row.text("UtcTime"));
@@ -505,7 +508,7 @@ void TEventMapper::writeHashes(const TTableDataset& row, std::int64_t gid) {
     const HashParts hashes = splitHashes(row.text("Hashes"));
     if (hashes.partCount == 0)
         return;
-    TTableDataset& all = m_data.tableDataset("AllHashes");
+    TTableDataset& all = *m_hashes;
     all.append();
     all.setInteger("FID", gid);
     all.setText("UtcTime", row.text("UtcTime"));
@@ -520,7 +523,7 @@ void TEventMapper::writeHashes(const TTableDataset& row, std::int64_t gid) {
 
 void TEventMapper::writeNetworkSummary(const TTableDataset& row, std::int64_t gid) {
     const std::string_view utc = row.text("UtcTime");
-    TTableDataset& hosts = m_data.tableDataset("AllHosts");
+    TTableDataset& hosts = *m_hosts;
     for (const char* column : {"SourceHostname", "DestinationHostname"}) {
         if (trimmed(row.text(column)).empty())
             continue;
@@ -530,7 +533,7 @@ void TEventMapper::writeNetworkSummary(const TTableDataset& row, std::int64_t gi
         hosts.setText("Hostname", row.text(column));
         hosts.post();
     }
-    TTableDataset& addresses = m_data.tableDataset("AllIPAddresses");
+    TTableDataset& addresses = *m_addresses;
     const bool initiated = row.boolean("Initiated");
     for (const auto& [column, direction] : {std::pair{"SourceIp", "Source"}, std::pair{"DestinationIp", "Destination"}}) {
         addresses.append();
@@ -542,7 +545,7 @@ void TEventMapper::writeNetworkSummary(const TTableDataset& row, std::int64_t gi
         addresses.post();
     }
     // Both port rows say "Source": the column is no reliable direction, and the views don't rely on it.
-    TTableDataset& ports = m_data.tableDataset("AllPorts");
+    TTableDataset& ports = *m_ports;
     for (const auto& [port, name] :
          {std::pair{"SourcePort", "SourcePortName"}, std::pair{"DestinationPort", "DestinationPortName"}}) {
         ports.append();

@@ -64,6 +64,13 @@ private:
     ImportReport& m_report;
     TIPGeolocator* m_geo;
     const EventState* m_state = nullptr;
+    TTableDataset* m_master;
+    TTableDataset* m_imageExes;
+    TTableDataset* m_hashes;
+    TTableDataset* m_hosts;
+    TTableDataset* m_addresses;
+    TTableDataset* m_ports;
+    TTableDataset* m_regTargets;
     std::vector<TypePlan> m_plans;
     mutable LocaleDateText m_dateText;
 };

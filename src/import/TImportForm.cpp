@@ -12,6 +12,7 @@
 #include <QLocale>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QStatusBar>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -31,7 +32,15 @@ TImportForm::TImportForm(TMainDataModule& data, QWidget* owner, const QString& i
     LabelMessage->setObjectName("LabelMessage");
     LabelMessage->setWordWrap(true);
     LabelMessage->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    layout->addWidget(LabelMessage);
+    LabelMessage->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    // A log can fail on many events: the lines scroll instead of stretching the fixed dialog.
+    auto* messageArea = new QScrollArea(this);
+    messageArea->setObjectName("ScrollBoxMessage");
+    messageArea->setWidget(LabelMessage);
+    messageArea->setWidgetResizable(true);
+    messageArea->setFrameShape(QFrame::NoFrame);
+    messageArea->setFixedHeight(48);
+    layout->addWidget(messageArea);
     HTMLabelGeoIPServiceProvider =
         new QLabel(QString("Kelvane is using <a href=\"%1\" style=\"color:#ffffff\">IPStack</a> Geolocation HTTP API")
                        .arg(kServiceHomePage),

@@ -138,8 +138,12 @@ void TMainDataModule::OpenCloseAllEventsViewTables(bool active) {
 void TMainDataModule::BuildDatabaseStructure() {
     OpenDatabase();
     TQuery& q = query("FDQueryBuildDatabaseStructure");
+    // One transaction for the whole script: one sync to disk instead of one per table, and a script that
+    // fails half way leaves no half-built schema behind.
+    sql::Transaction transaction(*m_connection);
     q.execute(*m_connection);
     q.close();
+    transaction.commit();
 }
 
 void TMainDataModule::DeleteAll() {

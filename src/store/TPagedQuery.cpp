@@ -1,5 +1,6 @@
 #include "store/TPagedQuery.h"
 
+#include "store/GroupedColumnQuery.h"
 #include "store/TQuery.h"
 
 #include <algorithm>
@@ -168,9 +169,48 @@ void TPagedQuery::setFilter(const QString& text) {
     reset();
 }
 
+bool TPagedQuery::readWhole() {
+    if (const auto grouped = GroupedColumnQuery::parse(m_sql)) {
+        sql::Statement base = m_db.prepare(grouped->baseSql);
+        ResetOnExit resetAfterwards(base);
+        bind(base);
+        std::vector<QVariant> rows = grouped->group(base);
+        if (m_filtered)
+            std::erase_if(rows, [&](const QVariant& v) { return v.isNull() || !likeContains(v.toString(), m_filter); });
+        if (rows.size() <= static_cast<size_t>(kWholeResultRows)) {
+            m_rowCount = static_cast<int>(rows.size());
+            m_whole = std::move(rows);
+            m_haveWhole = true;
+            return true;
+        }
+    }
+    sql::Statement whole = m_db.prepare(wrapped("SELECT *", (std::string(" LIMIT ") + kLimit).c_str()));
+    bind(whole);
+    whole.bind(whole.parameterIndex(kLimit), static_cast<std::int64_t>(kWholeResultRows + 1));
+    std::vector<QVariant> cells;
+    const int columns = columnCount();
+    int rows = 0;
+    while (whole.step()) {
+        if (++rows > kWholeResultRows)
+            return false;
+        for (int c = 0; c < columns; ++c)
+            cells.push_back(cell(whole, c));
+    }
+    m_whole = std::move(cells);
+    m_haveWhole = true;
+    m_rowCount = rows;
+    return true;
+}
+
 int TPagedQuery::rowCount() {
     if (m_rowCount)
         return *m_rowCount;
+    try {
+        if (readWhole())
+            return *m_rowCount;
+    } catch (const sql::Error&) {
+        // A row that can't be read fails where it is shown; the count may still be had.
+    }
     if (!m_countStmt.isValid())
         prepareStatements();
     ResetOnExit resetAfterwards(m_countStmt);
@@ -183,6 +223,8 @@ int TPagedQuery::rowCount() {
 QVariant TPagedQuery::value(int row, int column) {
     if (row < 0 || column < 0 || column >= columnCount() || row >= rowCount())
         return {};
+    if (m_haveWhole)
+        return m_whole[static_cast<size_t>(row) * m_columnNames.size() + column];
     const Chunk& found = chunk(row / m_chunkSize);
     const int inChunk = row % m_chunkSize;
     if (inChunk >= found.rows)
@@ -228,6 +270,8 @@ TPagedQuery::Chunk TPagedQuery::fetch(int index) {
 
 void TPagedQuery::reset() {
     m_rowCount.reset();
+    m_whole.clear();
+    m_haveWhole = false;
     m_chunks.clear();
 }
 

@@ -25,6 +25,7 @@ class TQuery;
 // is free for other work while a grid shows the rows. Failures are sql::Error exceptions.
 class TPagedQuery {
 public:
+    static constexpr int kWholeResultRows = 20000;
     static constexpr int DefaultChunkSize = 200;
     static constexpr int DefaultMaxChunks = 16;
 
@@ -85,6 +86,11 @@ private:
     bool m_filtered = false; // whether the prepared statements carry the find clause
 
     std::optional<int> m_rowCount;
+    // A result of at most kWholeResultRows rows is read in one pass and kept whole: a grouped query then
+    // runs once instead of once for the count and once per page.
+    std::vector<QVariant> m_whole;
+    bool m_haveWhole = false;
+    bool readWhole();
     int m_chunkSize = DefaultChunkSize;
     int m_maxChunks = DefaultMaxChunks;
     std::unordered_map<int, Chunk> m_chunks;

@@ -24,8 +24,8 @@ void cutToWidth(std::string& text, int width) {
 
 TTableDataset::TTableDataset(const TableDef& table, std::vector<FieldDef> fields)
     : m_table(table), m_fields(std::move(fields)), m_name(table.datasetName), m_values(m_fields.size()) {
-    for (size_t i = 0; i < m_fields.size(); ++i)
-        m_index.emplace(m_fields[i].name, static_cast<int>(i));
+    for (const FieldDef& field : m_fields)
+        m_names.emplace_back(field.name);
 }
 
 void TTableDataset::open(sql::Database& db) {
@@ -64,8 +64,11 @@ void TTableDataset::append() {
 }
 
 int TTableDataset::indexOf(std::string_view fieldName) const {
-    const auto it = m_index.find(fieldName);
-    return it == m_index.end() ? -1 : it->second;
+    // At most 27 short names: comparing lengths first beats hashing the name.
+    for (size_t i = 0; i < m_names.size(); ++i)
+        if (m_names[i].size() == fieldName.size() && m_names[i] == fieldName)
+            return static_cast<int>(i);
+    return -1;
 }
 
 int TTableDataset::fieldByName(std::string_view fieldName) const {

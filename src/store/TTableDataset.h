@@ -83,7 +83,7 @@ private:
     const TableDef& m_table;
     std::vector<FieldDef> m_fields;
     std::string m_name;
-    std::unordered_map<std::string_view, int> m_index;
+    std::vector<std::string_view> m_names;
     std::vector<Value> m_values;
     std::uint64_t m_assignedMask = 0;
     bool m_pending = false;
