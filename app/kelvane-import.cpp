@@ -25,9 +25,9 @@ int main(int argc, char* argv[]) {
     parser.addVersionOption();
     const QCommandLineOption dbOption("db", "The database file to build.", "PATH");
     const QCommandLineOption forceOption("force", "Replace the database file if it exists.");
-    const QCommandLineOption geoOption("geolocate",
-                                       "Geolocate public IPv4 addresses through ipstack (uses the key and the "
-                                       "consent stored by Kelvane's Preferences).");
+    const QCommandLineOption geoOption(
+        "geolocate", "Geolocate public IPv4 addresses through ipstack (uses the key and the "
+                     "consent stored by Kelvane's Preferences).");
     const QCommandLineOption hostOption("ipstack-host", "The geolocation endpoint host[:port].", "HOST");
     parser.addOptions({dbOption, forceOption, geoOption, hostOption});
     parser.addPositionalArgument("LOG.xml", "The Sysmon XML log to import.");
@@ -41,7 +41,8 @@ int main(int argc, char* argv[]) {
     const QString dbPath = parser.value(dbOption);
     if (QFileInfo::exists(dbPath)) {
         if (!parser.isSet(forceOption)) {
-            std::fprintf(stderr, "kelvane-import: %s exists; use --force to replace it\n", qPrintable(dbPath));
+            std::fprintf(stderr, "kelvane-import: %s exists; use --force to replace it\n",
+                         qPrintable(dbPath));
             return 2;
         }
         if (!QFile::remove(dbPath)) {

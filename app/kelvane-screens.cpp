@@ -15,9 +15,9 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QEventLoop>
 #include <QTabWidget>
 #include <QTemporaryDir>
-#include <QEventLoop>
 #include <QTimer>
 
 #include <cstdio>
@@ -80,7 +80,8 @@ int main(int argc, char* argv[]) {
         if (dialog.controller().state() == TImportController::State::Running)
             wait.exec();
         save(&dialog, out, "import-dialog-done");
-        std::printf("%s\n", qPrintable(dialog.controller().report().labelMessage().trimmed().section('\n', 0, 0)));
+        std::printf("%s\n",
+                    qPrintable(dialog.controller().report().labelMessage().trimmed().section('\n', 0, 0)));
     }
 
     ui::MessageScript script; // no modal box may block the pictures
@@ -91,9 +92,10 @@ int main(int argc, char* argv[]) {
 
     // A session of a handful of events, of an image with several paths.
     data.OpenDatabase();
-    TQuery pick("pick", "SELECT x.ImageExe, x.Image, x.ProcessGuid FROM AllImageExes x WHERE x.EventType = 1 AND "
-                        "(SELECT COUNT(*) FROM AllEvents e WHERE e.CorrelationGuid = x.ProcessGuid) BETWEEN 8 AND 14 "
-                        "LIMIT 2");
+    TQuery pick("pick",
+                "SELECT x.ImageExe, x.Image, x.ProcessGuid FROM AllImageExes x WHERE x.EventType = 1 AND "
+                "(SELECT COUNT(*) FROM AllEvents e WHERE e.CorrelationGuid = x.ProcessGuid) BETWEEN 8 AND 14 "
+                "LIMIT 2");
     pick.open(data.connection());
     const QString exe = pick.text(0), image = pick.text(1), guid = pick.text(2);
     pick.next();
@@ -117,8 +119,9 @@ int main(int argc, char* argv[]) {
     tabs->setCurrentIndex(0);
 
     // A detail form of the first event of the drawn session.
-    TQuery first("first", "SELECT GID, EventType FROM AllEvents WHERE CorrelationGuid = :G AND EventType IN (1, 3) "
-                          "ORDER BY EventType DESC LIMIT 1");
+    TQuery first("first",
+                 "SELECT GID, EventType FROM AllEvents WHERE CorrelationGuid = :G AND EventType IN (1, 3) "
+                 "ORDER BY EventType DESC LIMIT 1");
     first.setParam("G", guid);
     first.open(data.connection());
     if (!first.eof()) {

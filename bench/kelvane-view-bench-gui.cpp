@@ -11,8 +11,8 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QTemporaryDir>
 #include <QScrollBar>
+#include <QTemporaryDir>
 
 #include <sys/resource.h>
 
@@ -51,8 +51,10 @@ int main(int argc, char* argv[]) {
     // A session of exactly 1000 events: generated logs have short runs and a few endless services, so
     // one is made from the first 1000 events of the longest session, under a GUID of its own.
     data.connection().exec(
-        "INSERT INTO AllEvents (UtcTime, EventType, EventTypeName, CorrelationGuid, EventDetails, Computer, RuleName) "
-        "SELECT UtcTime, EventType, EventTypeName, '{BE4C4000-0000-0000-0000-000000001000}', EventDetails, Computer, "
+        "INSERT INTO AllEvents (UtcTime, EventType, EventTypeName, CorrelationGuid, EventDetails, Computer, "
+        "RuleName) "
+        "SELECT UtcTime, EventType, EventTypeName, '{BE4C4000-0000-0000-0000-000000001000}', EventDetails, "
+        "Computer, "
         "RuleName FROM AllEvents WHERE CorrelationGuid = (SELECT CorrelationGuid FROM AllEvents GROUP BY "
         "CorrelationGuid ORDER BY COUNT(*) DESC LIMIT 1) LIMIT 1000;"
         "INSERT INTO AllImageExes (FID, Image, ImageExe, ProcessGuid, EventType) VALUES "

@@ -8,9 +8,9 @@
 #include "toolkit/MessageService.h"
 #include "toolkit/TNodeDiagram.h"
 
+#include <QApplication>
 #include <QHBoxLayout>
 #include <QImage>
-#include <QApplication>
 #include <QStyle>
 #include <QToolButton>
 #include <QVBoxLayout>

@@ -26,21 +26,24 @@ const TypeItems kTypeItems[] = {
      {"ProcessGuid", "ProcessId", "Image", "CommandLine", "CurrentDirectory", "User", "LogonGuid", "LogonId",
       "TerminalSessionId", "IntegrityLevel", "Hashes", "ParentProcessGuid", "ParentProcessId", "ParentImage",
       "ParentCommandLine", "OriginalFileName"}},
-    {2, {"ProcessGuid", "ProcessId", "Image", "TargetFilename", "CreationUtcTime", "PreviousCreationUtcTime"}},
+    {2,
+     {"ProcessGuid", "ProcessId", "Image", "TargetFilename", "CreationUtcTime", "PreviousCreationUtcTime"}},
     {3,
      {"ProcessGuid", "ProcessId", "Image", "User", "Protocol", "Initiated", "SourceIsIpv6", "SourceIp",
-      "SourceHostname", "SourcePort", "SourcePortName", "DestinationIsIpv6", "DestinationIp", "DestinationHostname",
-      "DestinationPort", "DestinationPortName"}},
+      "SourceHostname", "SourcePort", "SourcePortName", "DestinationIsIpv6", "DestinationIp",
+      "DestinationHostname", "DestinationPort", "DestinationPortName"}},
     {5, {"ProcessGuid", "ProcessId", "Image"}},
     {6, {"ImageLoaded", "Hashes", "Signed", "Signature"}},
-    {7, {"ProcessGuid", "ProcessId", "Image", "ImageLoaded", "Hashes", "Signed", "Signature", "OriginalFileName"}},
+    {7,
+     {"ProcessGuid", "ProcessId", "Image", "ImageLoaded", "Hashes", "Signed", "Signature",
+      "OriginalFileName"}},
     {8,
-     {"SourceProcessGuid", "SourceProcessId", "SourceImage", "TargetProcessGuid", "TargetProcessId", "TargetImage",
-      "NewThreadId", "StartAddress", "StartModule", "StartFunction"}},
+     {"SourceProcessGuid", "SourceProcessId", "SourceImage", "TargetProcessGuid", "TargetProcessId",
+      "TargetImage", "NewThreadId", "StartAddress", "StartModule", "StartFunction"}},
     {9, {"ProcessGuid", "ProcessId", "Image", "Device"}},
     {10,
-     {"SourceProcessGUID", "SourceProcessId", "SourceThreadId", "SourceImage", "TargetProcessGUID", "TargetProcessId",
-      "TargetImage", "GrantedAccess", "CallTrace"}},
+     {"SourceProcessGUID", "SourceProcessId", "SourceThreadId", "SourceImage", "TargetProcessGUID",
+      "TargetProcessId", "TargetImage", "GrantedAccess", "CallTrace"}},
     {11, {"ProcessGuid", "ProcessId", "Image", "TargetFilename", "GrantedAccess", "CreationUtcTime"}},
     {12, {"ProcessGuid", "ProcessId", "Image", "EventType", "TargetObject"}},
     {13, {"ProcessGuid", "ProcessId", "Image", "EventType", "TargetObject", "Details"}},
@@ -70,7 +73,8 @@ const BaseNameColumn kBaseNameColumns[] = {
 bool isItemOf(const TypeItems& type, std::string_view column) {
     if (column == "UtcTime")
         return true;
-    return std::any_of(type.items.begin(), type.items.end(), [&](const char* item) { return column == item; });
+    return std::any_of(type.items.begin(), type.items.end(),
+                       [&](const char* item) { return column == item; });
 }
 
 void appendBlock(std::string& out, std::string_view label, std::string_view value) {
@@ -93,7 +97,20 @@ void appendInline(std::string& out, std::string_view label, std::string_view val
 } // namespace
 
 struct TEventMapper::FieldPlan {
-    enum class Role { Text, Integer, Int64, Date, Boolean, BaseName, Hashes, Md5, Sha1, Sha256, Description, Geo };
+    enum class Role {
+        Text,
+        Integer,
+        Int64,
+        Date,
+        Boolean,
+        BaseName,
+        Hashes,
+        Md5,
+        Sha1,
+        Sha256,
+        Description,
+        Geo
+    };
     Role role;
     int field;        // index in the type dataset
     const char* item; // item read, where there is one
@@ -198,7 +215,9 @@ std::int64_t TEventMapper::ReadInt64(std::string_view name) const {
     return value ? toInteger64(*value) : -1;
 }
 
-std::string_view TEventMapper::ReadBaseName(std::string_view name) const { return baseName(ReadText(name)); }
+std::string_view TEventMapper::ReadBaseName(std::string_view name) const {
+    return baseName(ReadText(name));
+}
 
 DateTime TEventMapper::ReadDateTime(std::string_view name) const {
     const std::string* value = m_state->FEventRecordData.find(name);
@@ -351,9 +370,9 @@ void TEventMapper::writeRows(EventState& state) {
     master.setDateTime("UtcTime", utcTime);
     master.setInteger("EventType", id);
     master.setText("EventTypeName", state.FEventNameUnderParsing);
-    master.setText("CorrelationGuid",
-                   *plan->type->correlationLiteral ? plan->type->correlationLiteral
-                                                   : ReadText(plan->type->correlationItem));
+    master.setText("CorrelationGuid", *plan->type->correlationLiteral
+                                          ? plan->type->correlationLiteral
+                                          : ReadText(plan->type->correlationItem));
     master.setText("EventDetails", details);
     master.setText("Computer", state.FComputerName);
     master.setText("RuleName", ReadText("RuleName"));
@@ -467,7 +486,8 @@ void TEventMapper::writeTypeRow(const TypePlan& plan, std::int64_t gid, std::str
             break;
         case Role::Geo:
             geolocate(row, "SourceIsIpv6", "SourceIp", "SourceCountry", "SourceCountryCode");
-            geolocate(row, "DestinationIsIpv6", "DestinationIp", "DestinationCountry", "DestinationCountryCode");
+            geolocate(row, "DestinationIsIpv6", "DestinationIp", "DestinationCountry",
+                      "DestinationCountryCode");
             break;
         }
     }
@@ -535,7 +555,8 @@ void TEventMapper::writeNetworkSummary(const TTableDataset& row, std::int64_t gi
     }
     TTableDataset& addresses = *m_addresses;
     const bool initiated = row.boolean("Initiated");
-    for (const auto& [column, direction] : {std::pair{"SourceIp", "Source"}, std::pair{"DestinationIp", "Destination"}}) {
+    for (const auto& [column, direction] :
+         {std::pair{"SourceIp", "Source"}, std::pair{"DestinationIp", "Destination"}}) {
         addresses.append();
         addresses.setInteger("FID", gid);
         addresses.setText("UtcTime", utc);

@@ -41,10 +41,10 @@ TImportForm::TImportForm(TMainDataModule& data, QWidget* owner, const QString& i
     messageArea->setFrameShape(QFrame::NoFrame);
     messageArea->setFixedHeight(48);
     layout->addWidget(messageArea);
-    HTMLabelGeoIPServiceProvider =
-        new QLabel(QString("Kelvane is using <a href=\"%1\" style=\"color:#ffffff\">IPStack</a> Geolocation HTTP API")
-                       .arg(kServiceHomePage),
-                   this);
+    HTMLabelGeoIPServiceProvider = new QLabel(
+        QString("Kelvane is using <a href=\"%1\" style=\"color:#ffffff\">IPStack</a> Geolocation HTTP API")
+            .arg(kServiceHomePage),
+        this);
     HTMLabelGeoIPServiceProvider->setObjectName("HTMLabelGeoIPServiceProvider");
     HTMLabelGeoIPServiceProvider->setOpenExternalLinks(true);
     layout->addWidget(HTMLabelGeoIPServiceProvider);
@@ -83,18 +83,25 @@ TImportForm::TImportForm(TMainDataModule& data, QWidget* owner, const QString& i
     connect(m_progressTimer, &QTimer::timeout, this, &TImportForm::showProgress);
     connect(ButtonImport, &QPushButton::clicked, this, &TImportForm::ButtonImportClick);
     connect(ButtonOkCancel, &QPushButton::clicked, this, &TImportForm::ButtonOkCancelClick);
-    connect(scCheckBoxPerformIPGeoMapping, &QCheckBox::clicked, this, &TImportForm::CheckBoxPerformIPGeoMappingClick);
+    connect(scCheckBoxPerformIPGeoMapping, &QCheckBox::clicked, this,
+            &TImportForm::CheckBoxPerformIPGeoMappingClick);
     // The worker's reports arrive from its thread; the widgets are touched here only.
-    connect(&m_controller->report(), &ImportReport::changed, this, &TImportForm::showReport, Qt::QueuedConnection);
-    connect(m_controller.get(), &TImportController::finished, this, &TImportForm::OmniEventMonitorTaskTerminated);
+    connect(&m_controller->report(), &ImportReport::changed, this, &TImportForm::showReport,
+            Qt::QueuedConnection);
+    connect(m_controller.get(), &TImportController::finished, this,
+            &TImportForm::OmniEventMonitorTaskTerminated);
     FormCreate();
 }
 
 TImportForm::~TImportForm() = default;
 
-void TImportForm::FormCreate() { StatusBarLog->clearMessage(); }
+void TImportForm::FormCreate() {
+    StatusBarLog->clearMessage();
+}
 
-qint64 TImportForm::FEventsCount() const { return m_controller->FEventsCount(); }
+qint64 TImportForm::FEventsCount() const {
+    return m_controller->FEventsCount();
+}
 
 void TImportForm::CheckBoxPerformIPGeoMappingClick() {
     if (!scCheckBoxPerformIPGeoMapping->isChecked())
@@ -131,8 +138,9 @@ void TImportForm::ButtonImportClick() {
 
 void TImportForm::showProgress() {
     const int percent = static_cast<int>(m_controller->progress() * 100.0);
-    LabelProgress->setText(
-        QString("%1 events imported, %2% of the file read").arg(QLocale().toString(FEventsCount())).arg(percent));
+    LabelProgress->setText(QString("%1 events imported, %2% of the file read")
+                               .arg(QLocale().toString(FEventsCount()))
+                               .arg(percent));
 }
 
 void TImportForm::showReport() {
@@ -157,7 +165,9 @@ void TImportForm::OmniEventMonitorTaskTerminated() {
     ButtonOkCancel->setEnabled(true);
 }
 
-void TImportForm::ButtonOkCancelClick() { done(m_okCancelResult); }
+void TImportForm::ButtonOkCancelClick() {
+    done(m_okCancelResult);
+}
 
 void TImportForm::reject() {
     // No close box and no Escape while the worker runs: the dialog is left by its buttons only.

@@ -115,8 +115,8 @@ public:
 
 private:
     void add(OpKind kind, std::string_view name, std::string_view text) {
-        Op op{kind, static_cast<std::uint32_t>(m_batch->arena.size()), static_cast<std::uint32_t>(name.size()), 0,
-              static_cast<std::uint32_t>(text.size())};
+        Op op{kind, static_cast<std::uint32_t>(m_batch->arena.size()),
+              static_cast<std::uint32_t>(name.size()), 0, static_cast<std::uint32_t>(text.size())};
         m_batch->arena.append(name);
         op.textOffset = static_cast<std::uint32_t>(m_batch->arena.size());
         m_batch->arena.append(text);

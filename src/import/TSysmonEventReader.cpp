@@ -56,7 +56,9 @@ void TSysmonEventReader::dataItem(std::string_view name, std::string_view text) 
         m_report.itemDropped();
 }
 
-void TSysmonEventReader::computerText(std::string_view text) { m_state.FComputerName.assign(text); }
+void TSysmonEventReader::computerText(std::string_view text) {
+    m_state.FComputerName.assign(text);
+}
 
 void TSysmonEventReader::endEventData() {
     m_mapper.writeEvent(m_state);

@@ -100,7 +100,8 @@ std::optional<std::int64_t> parseSigned64(std::string_view text) {
     const bool hex = !text.empty() && (text[0] == '$' || text[0] == 'x' || text[0] == 'X' ||
                                        (text.size() > 1 && (text[1] == 'x' || text[1] == 'X')));
     // Hexadecimal may use the full 64 bits as a two's complement pattern; decimal must fit.
-    if (!hex && *digits > (negative ? std::uint64_t(1) << 63 : std::uint64_t(std::numeric_limits<std::int64_t>::max())))
+    if (!hex && *digits > (negative ? std::uint64_t(1) << 63
+                                    : std::uint64_t(std::numeric_limits<std::int64_t>::max())))
         return std::nullopt;
     const auto value = static_cast<std::int64_t>(*digits);
     return negative ? -value : value;
@@ -116,7 +117,8 @@ std::int32_t StrToInt(std::string_view text) {
             throw ConversionError(text);
         return static_cast<std::int32_t>(static_cast<std::uint32_t>(*value));
     }
-    if (*value < std::numeric_limits<std::int32_t>::min() || *value > std::numeric_limits<std::int32_t>::max())
+    if (*value < std::numeric_limits<std::int32_t>::min() ||
+        *value > std::numeric_limits<std::int32_t>::max())
         throw ConversionError(text);
     return static_cast<std::int32_t>(*value);
 }
@@ -164,9 +166,9 @@ std::optional<DateTime> parseUtcTime(std::string_view text) {
     if (text.size() < 19 || text[4] != '-' || text[7] != '-' || text[10] != ' ' || text[13] != ':' ||
         text[16] != ':')
         return std::nullopt;
-    if (!readNumber(text, 0, 4, dt.year) || !readNumber(text, 5, 2, dt.month) || !readNumber(text, 8, 2, dt.day) ||
-        !readNumber(text, 11, 2, dt.hour) || !readNumber(text, 14, 2, dt.minute) ||
-        !readNumber(text, 17, 2, dt.second))
+    if (!readNumber(text, 0, 4, dt.year) || !readNumber(text, 5, 2, dt.month) ||
+        !readNumber(text, 8, 2, dt.day) || !readNumber(text, 11, 2, dt.hour) ||
+        !readNumber(text, 14, 2, dt.minute) || !readNumber(text, 17, 2, dt.second))
         return std::nullopt;
     // The third part: parts are separated by every full stop and blank, empty parts included.
     int part = 1;

@@ -24,7 +24,8 @@ bool clearTextInPlace(std::string& text);
 // Decimal, or hexadecimal behind "0x", "0X", "x", "X" or "$"; surrounding blanks are allowed.
 std::optional<std::uint64_t> parseUnsigned64(std::string_view text);
 std::optional<std::int64_t> parseSigned64(std::string_view text);
-// The integer conversion of the reader (EventID) and of QueryStatus: a signed 32-bit number; throws ConversionError.
+// The integer conversion of the reader (EventID) and of QueryStatus: a signed 32-bit number; throws
+// ConversionError.
 std::int32_t StrToInt(std::string_view text);
 // An unsigned 64-bit parse kept in 32 bits (0xFFFFFFFF gives -1); throws ConversionError.
 std::int32_t toInteger32(std::string_view text);

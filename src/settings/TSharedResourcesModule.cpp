@@ -20,7 +20,8 @@ QString TSharedResourcesModule::defaultStorePath() {
 TSharedResourcesModule::TSharedResourcesModule(const QString& storePath) {
 #ifdef Q_OS_WIN
     if (storePath.isEmpty()) {
-        m_store = std::make_unique<QSettings>("HKEY_CURRENT_USER\\SOFTWARE\\Kelvane", QSettings::NativeFormat);
+        m_store =
+            std::make_unique<QSettings>("HKEY_CURRENT_USER\\SOFTWARE\\Kelvane", QSettings::NativeFormat);
         return;
     }
 #endif
@@ -31,7 +32,9 @@ TSharedResourcesModule::TSharedResourcesModule(const QString& storePath) {
 
 TSharedResourcesModule::~TSharedResourcesModule() = default;
 
-QString TSharedResourcesModule::storeLocation() const { return m_store->fileName(); }
+QString TSharedResourcesModule::storeLocation() const {
+    return m_store->fileName();
+}
 
 QString TSharedResourcesModule::readText(const char* name, const QString& fallback) const {
     // Another program (or the user) may have changed the store since the last read.
@@ -50,14 +53,30 @@ bool TSharedResourcesModule::readFlag(const char* name) const {
     return ok && value != 0;
 }
 
-QString TSharedResourcesModule::VirusTotalKey() const { return readText("VTKey", kNoKey); }
-void TSharedResourcesModule::setVirusTotalKey(const QString& key) { writeText("VTKey", key); }
-bool TSharedResourcesModule::VirusTotalToS() const { return readFlag("AcceptedVirusTotalToS"); }
-void TSharedResourcesModule::setVirusTotalToS(bool accepted) { writeText("AcceptedVirusTotalToS", accepted ? "1" : "0"); }
-QString TSharedResourcesModule::IPStackKey() const { return readText("IPStackKey", kNoKey); }
-void TSharedResourcesModule::setIPStackKey(const QString& key) { writeText("IPStackKey", key); }
-bool TSharedResourcesModule::IPStackToS() const { return readFlag("AcceptedIPStackToS"); }
-void TSharedResourcesModule::setIPStackToS(bool accepted) { writeText("AcceptedIPStackToS", accepted ? "1" : "0"); }
+QString TSharedResourcesModule::VirusTotalKey() const {
+    return readText("VTKey", kNoKey);
+}
+void TSharedResourcesModule::setVirusTotalKey(const QString& key) {
+    writeText("VTKey", key);
+}
+bool TSharedResourcesModule::VirusTotalToS() const {
+    return readFlag("AcceptedVirusTotalToS");
+}
+void TSharedResourcesModule::setVirusTotalToS(bool accepted) {
+    writeText("AcceptedVirusTotalToS", accepted ? "1" : "0");
+}
+QString TSharedResourcesModule::IPStackKey() const {
+    return readText("IPStackKey", kNoKey);
+}
+void TSharedResourcesModule::setIPStackKey(const QString& key) {
+    writeText("IPStackKey", key);
+}
+bool TSharedResourcesModule::IPStackToS() const {
+    return readFlag("AcceptedIPStackToS");
+}
+void TSharedResourcesModule::setIPStackToS(bool accepted) {
+    writeText("AcceptedIPStackToS", accepted ? "1" : "0");
+}
 
 bool TSharedResourcesModule::isUsableKey(const QString& key) {
     const QString trimmed = key.trimmed();

@@ -1,6 +1,5 @@
 #include "store/DateTime.h"
 
-
 namespace kelvane {
 
 std::string DateTime::storageText() const {
@@ -34,8 +33,8 @@ bool DateTime::isValid() const {
     static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
     const int days = kDays[month - 1] + (month == 2 && leap ? 1 : 0);
-    return day <= days && hour >= 0 && hour < 24 && minute >= 0 && minute < 60 && second >= 0 && second < 60 &&
-           msec >= 0 && msec < 1000;
+    return day <= days && hour >= 0 && hour < 24 && minute >= 0 && minute < 60 && second >= 0 &&
+           second < 60 && msec >= 0 && msec < 1000;
 }
 
 } // namespace kelvane

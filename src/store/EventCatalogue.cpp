@@ -5,9 +5,10 @@ namespace {
 
 constexpr EventTypeInfo kTypes[] = {
     {1, "Process Create", "ProcessCreate", "TProcessCreateForm", "ProcessGuid", ""},
-    {2, "File Creation Time Changed", "FileCreationTimeChanged", "TFileCreationTimeChangedForm", "ProcessGuid", ""},
-    {3, "Network Connection Detected", "NetworkConnectionDetected", "TFormNetworkConnectionDetected", "ProcessGuid",
-     ""},
+    {2, "File Creation Time Changed", "FileCreationTimeChanged", "TFileCreationTimeChangedForm",
+     "ProcessGuid", ""},
+    {3, "Network Connection Detected", "NetworkConnectionDetected", "TFormNetworkConnectionDetected",
+     "ProcessGuid", ""},
     {5, "Process Terminated", "ProcessTerminated", "TProcessTerminatedForm", "ProcessGuid", ""},
     {6, "Driver Loaded", "DriverLoaded", "TDriverLoadedForm", "", "driverLoadedEvent"},
     {7, "Image Loaded", "ImageLoaded", "TImageLoadedForm", "ProcessGuid", ""},
@@ -16,8 +17,8 @@ constexpr EventTypeInfo kTypes[] = {
     {9, "RawAccessRead Detected", "RawAccessReadDetected", "TRawAccessReadDetectedForm", "ProcessGuid", ""},
     {10, "Process Accessed", "ProcessAccessed", "TProcessAccessedForm", "SourceProcessGUID", ""},
     {11, "File Created", "FileCreated", "TFileCreatedForm", "ProcessGuid", ""},
-    {12, "Registry Object Added Or Deleted", "RegistryObjectAddedOrDeleted", "TRegistryObjectAddedOrDeletedForm",
-     "ProcessGuid", ""},
+    {12, "Registry Object Added Or Deleted", "RegistryObjectAddedOrDeleted",
+     "TRegistryObjectAddedOrDeletedForm", "ProcessGuid", ""},
     {13, "Registry Value Set", "RegistryValueSet", "TRegistryValueSetForm", "ProcessGuid", ""},
     {14, "Registry Object Renamed", "RegistryObjectRenamed", "TRegistryObjectRenamedForm", "ProcessGuid", ""},
     {15, "File Stream Created", "FileStreamCreated", "TFileStreamCreatedForm", "ProcessGuid", ""},
@@ -30,19 +31,29 @@ constexpr EventTypeInfo kTypes[] = {
 };
 
 constexpr EventFilterEntry kFilter[] = {
-    {"CreateRemoteThreadDetected", 8}, {"FileCreated", 11},
-    {"FileCreationTimeChanged", 2},    {"FileStreamCreated", 15},
-    {"ImageLoaded", 7},                {"NetworkConnectionDetected", 3},
-    {"PipeConnected", 18},             {"PipeCreated", 17},
-    {"ProcessAccessed", 10},           {"ProcessCreate", 1},
-    {"ProcessTerminated", 5},          {"RawAccessReadDetected", 9},
-    {"RegistryObjectAddedOrDeleted", 12}, {"RegistryValueSet", 13},
-    {"RegistryObjectRenamed", 14},     {"DnsQuery", 22},
+    {"CreateRemoteThreadDetected", 8},
+    {"FileCreated", 11},
+    {"FileCreationTimeChanged", 2},
+    {"FileStreamCreated", 15},
+    {"ImageLoaded", 7},
+    {"NetworkConnectionDetected", 3},
+    {"PipeConnected", 18},
+    {"PipeCreated", 17},
+    {"ProcessAccessed", 10},
+    {"ProcessCreate", 1},
+    {"ProcessTerminated", 5},
+    {"RawAccessReadDetected", 9},
+    {"RegistryObjectAddedOrDeleted", 12},
+    {"RegistryValueSet", 13},
+    {"RegistryObjectRenamed", 14},
+    {"DnsQuery", 22},
 };
 
 } // namespace
 
-std::span<const EventTypeInfo> types() { return kTypes; }
+std::span<const EventTypeInfo> types() {
+    return kTypes;
+}
 
 const EventTypeInfo* find(int id) {
     for (const auto& t : kTypes)
@@ -65,6 +76,8 @@ const char* readerDisplayName(int id) {
     return type ? type->displayName : nullptr;
 }
 
-std::span<const EventFilterEntry> processViewFilter() { return kFilter; }
+std::span<const EventFilterEntry> processViewFilter() {
+    return kFilter;
+}
 
 } // namespace kelvane::catalogue

@@ -1,6 +1,5 @@
 #include "store/Schema.h"
 
-
 namespace kelvane::schema {
 namespace {
 
@@ -82,7 +81,8 @@ constexpr FieldDef kCreateRemoteThreadDetectedFields[] = {
     {"SourceImageExe", "VARCHAR", "", FieldKind::String, 256, FieldFlag::None},
     {"TargetImageExe", "VARCHAR", "", FieldKind::String, 256, FieldFlag::None},
     {"EventType", "SMALLINT", "DEFAULT 8", FieldKind::Int16, 0, FieldFlag::None},
-    {"EventTypeName", "VARCHAR", "DEFAULT 'CreateRemoteThread Detected'", FieldKind::String, 30, FieldFlag::None},
+    {"EventTypeName", "VARCHAR", "DEFAULT 'CreateRemoteThread Detected'", FieldKind::String, 30,
+     FieldFlag::None},
     {"FID", "INTEGER", "NOT NULL", FieldKind::Int32, 0, FieldFlag::Required},
     {"Computer", "VARCHAR", "", FieldKind::String, 64, FieldFlag::None},
     {"RuleName", "VARCHAR", "", FieldKind::String, 100, FieldFlag::None},
@@ -130,7 +130,8 @@ constexpr FieldDef kFileCreationTimeChangedFields[] = {
     {"PreviousCreationUtcTime", "DATETIME", "", FieldKind::DateTime, 0, FieldFlag::None},
     {"ImageExe", "VARCHAR", "", FieldKind::String, 256, FieldFlag::None},
     {"EventType", "SMALLINT", "DEFAULT 2", FieldKind::Int16, 0, FieldFlag::None},
-    {"EventTypeName", "VARCHAR", "DEFAULT 'File Creation Time Changed'", FieldKind::String, 30, FieldFlag::None},
+    {"EventTypeName", "VARCHAR", "DEFAULT 'File Creation Time Changed'", FieldKind::String, 30,
+     FieldFlag::None},
     {"FID", "INTEGER", "NOT NULL", FieldKind::Int32, 0, FieldFlag::Required},
     {"Computer", "VARCHAR", "", FieldKind::String, 64, FieldFlag::None},
     {"RuleName", "VARCHAR", "", FieldKind::String, 100, FieldFlag::None},
@@ -201,7 +202,8 @@ constexpr FieldDef kNetworkConnectionDetectedFields[] = {
     {"DestinationCountryCode", "VARCHAR", "DEFAULT 'n/a'", FieldKind::String, 10, FieldFlag::None},
     {"ImageExe", "VARCHAR", "", FieldKind::String, 256, FieldFlag::None},
     {"EventType", "SMALLINT", "DEFAULT 3", FieldKind::Int16, 0, FieldFlag::None},
-    {"EventTypeName", "VARCHAR", "DEFAULT 'Network Connection Detected'", FieldKind::String, 30, FieldFlag::None},
+    {"EventTypeName", "VARCHAR", "DEFAULT 'Network Connection Detected'", FieldKind::String, 30,
+     FieldFlag::None},
     {"FID", "INTEGER", "NOT NULL", FieldKind::Int32, 0, FieldFlag::Required},
     {"Computer", "VARCHAR", "", FieldKind::String, 64, FieldFlag::None},
     {"RuleName", "VARCHAR", "", FieldKind::String, 100, FieldFlag::None},
@@ -321,7 +323,8 @@ constexpr FieldDef kRegistryObjectAddedOrDeletedFields[] = {
     {"TargetObject", "VARCHAR", "", FieldKind::String, 1024, FieldFlag::None},
     {"ImageExe", "VARCHAR", "", FieldKind::String, 256, FieldFlag::None},
     {"EventType2", "SMALLINT", "DEFAULT 12", FieldKind::Int16, 0, FieldFlag::None},
-    {"EventType2Name", "VARCHAR", "DEFAULT 'Registry Object Added Or Deleted'", FieldKind::String, 35, FieldFlag::None},
+    {"EventType2Name", "VARCHAR", "DEFAULT 'Registry Object Added Or Deleted'", FieldKind::String, 35,
+     FieldFlag::None},
     {"FID", "INTEGER", "NOT NULL", FieldKind::Int32, 0, FieldFlag::Required},
     {"Computer", "VARCHAR", "", FieldKind::String, 64, FieldFlag::None},
     {"RuleName", "VARCHAR", "", FieldKind::String, 100, FieldFlag::None},
@@ -337,7 +340,8 @@ constexpr FieldDef kRegistryObjectRenamedFields[] = {
     {"NewName", "VARCHAR", "", FieldKind::String, 1024, FieldFlag::None},
     {"ImageExe", "VARCHAR", "", FieldKind::String, 256, FieldFlag::None},
     {"EventType2", "SMALLINT", "DEFAULT 14", FieldKind::Int16, 0, FieldFlag::None},
-    {"EventType2Name", "VARCHAR", "DEFAULT 'Registry Object Renamed'", FieldKind::String, 30, FieldFlag::None},
+    {"EventType2Name", "VARCHAR", "DEFAULT 'Registry Object Renamed'", FieldKind::String, 30,
+     FieldFlag::None},
     {"FID", "INTEGER", "NOT NULL", FieldKind::Int32, 0, FieldFlag::Required},
     {"Computer", "VARCHAR", "", FieldKind::String, 64, FieldFlag::None},
     {"RuleName", "VARCHAR", "", FieldKind::String, 100, FieldFlag::None},
@@ -367,7 +371,8 @@ constexpr FieldDef kWMIFilterFields[] = {
     {"Name", "VARCHAR", "", FieldKind::String, 40, FieldFlag::None},
     {"Query", "VARCHAR", "", FieldKind::String, 40, FieldFlag::None},
     {"EventType", "SMALLINT", "DEFAULT 19", FieldKind::Int16, 0, FieldFlag::None},
-    {"EventTypeName", "VARCHAR", "DEFAULT 'WmiEventFilter activity detected'", FieldKind::String, 32, FieldFlag::None},
+    {"EventTypeName", "VARCHAR", "DEFAULT 'WmiEventFilter activity detected'", FieldKind::String, 32,
+     FieldFlag::None},
     {"FID", "INTEGER", "NOT NULL", FieldKind::Int32, 0, FieldFlag::Required},
     {"Computer", "VARCHAR", "", FieldKind::String, 64, FieldFlag::None},
     {"RuleName", "VARCHAR", "", FieldKind::String, 100, FieldFlag::None},
@@ -381,7 +386,8 @@ constexpr FieldDef kWMIConsumerFields[] = {
     {"Type", "VARCHAR", "", FieldKind::String, 40, FieldFlag::None},
     {"Destination", "VARCHAR", "", FieldKind::String, 40, FieldFlag::None},
     {"EventType", "SMALLINT", "DEFAULT 20", FieldKind::Int16, 0, FieldFlag::None},
-    {"EventTypeName", "VARCHAR", "DEFAULT 'WmiEventConsumer activity detected'", FieldKind::String, 34, FieldFlag::None},
+    {"EventTypeName", "VARCHAR", "DEFAULT 'WmiEventConsumer activity detected'", FieldKind::String, 34,
+     FieldFlag::None},
     {"FID", "INTEGER", "NOT NULL", FieldKind::Int32, 0, FieldFlag::Required},
     {"Computer", "VARCHAR", "", FieldKind::String, 64, FieldFlag::None},
     {"RuleName", "VARCHAR", "", FieldKind::String, 100, FieldFlag::None},
@@ -394,7 +400,8 @@ constexpr FieldDef kWMIBindingFields[] = {
     {"Consumer", "VARCHAR", "", FieldKind::String, 40, FieldFlag::None},
     {"Filter", "VARCHAR", "", FieldKind::String, 40, FieldFlag::None},
     {"EventType", "SMALLINT", "DEFAULT 21", FieldKind::Int16, 0, FieldFlag::None},
-    {"EventTypeName", "VARCHAR", "DEFAULT 'WmiEventConsumerToFilter activity detected'", FieldKind::String, 42, FieldFlag::None},
+    {"EventTypeName", "VARCHAR", "DEFAULT 'WmiEventConsumerToFilter activity detected'", FieldKind::String,
+     42, FieldFlag::None},
     {"FID", "INTEGER", "NOT NULL", FieldKind::Int32, 0, FieldFlag::Required},
     {"Computer", "VARCHAR", "", FieldKind::String, 64, FieldFlag::ReadSideOnly},
     {"RuleName", "VARCHAR", "", FieldKind::String, 100, FieldFlag::None},
@@ -429,21 +436,27 @@ constexpr TableDef kTables[] = {
     {"AllRegTargets", "AllregtargetsTable", "", kAllRegTargetsFields},
     {"AllImageExes", "AllimageexesTable", "", kAllImageExesFields},
     {"AllPorts", "AllportsTable", "", kAllPortsFields},
-    {"CreateRemoteThreadDetected", "CreateremotethreaddetectedTable", "FDQueryAllCreateRemoteThreadDetected", kCreateRemoteThreadDetectedFields},
+    {"CreateRemoteThreadDetected", "CreateremotethreaddetectedTable", "FDQueryAllCreateRemoteThreadDetected",
+     kCreateRemoteThreadDetectedFields},
     {"DriverLoaded", "DriverloadedTable", "FDQueryAllDriverLoaded", kDriverLoadedFields},
     {"FileCreated", "FilecreatedTable", "FDQueryAllFileCreated", kFileCreatedFields},
-    {"FileCreationTimeChanged", "FilecreationtimechangedTable", "FDQueryAllFileCreationTimeChanged", kFileCreationTimeChangedFields},
+    {"FileCreationTimeChanged", "FilecreationtimechangedTable", "FDQueryAllFileCreationTimeChanged",
+     kFileCreationTimeChangedFields},
     {"FileStreamCreated", "FilestreamcreatedTable", "FDQueryAllFileStreamCreated", kFileStreamCreatedFields},
     {"ImageLoaded", "ImageloadedTable", "FDQueryAllImageLoaded", kImageLoadedFields},
-    {"NetworkConnectionDetected", "NetworkconnectiondetectedTable", "FDQueryAllNetworkConnectionDetected", kNetworkConnectionDetectedFields},
+    {"NetworkConnectionDetected", "NetworkconnectiondetectedTable", "FDQueryAllNetworkConnectionDetected",
+     kNetworkConnectionDetectedFields},
     {"PipeConnected", "PipeconnectedTable", "FDQueryAllPipeConnected", kPipeConnectedFields},
     {"PipeCreated", "PipecreatedTable", "FDQueryAllPipeCreated", kPipeCreatedFields},
     {"ProcessAccessed", "ProcessaccessedTable", "FDQueryAllProcessAccessed", kProcessAccessedFields},
     {"ProcessCreate", "ProcesscreateTable", "FDQueryAllProcessCreate", kProcessCreateFields},
     {"ProcessTerminated", "ProcessterminatedTable", "FDQueryAllProcessTerminated", kProcessTerminatedFields},
-    {"RawAccessReadDetected", "RawaccessreaddetectedTable", "FDQueryAllRawAccessReadDetected", kRawAccessReadDetectedFields},
-    {"RegistryObjectAddedOrDeleted", "RegistryobjectaddedordeletedTable", "FDQueryAllRegistryObjectAddedOrDeleted", kRegistryObjectAddedOrDeletedFields},
-    {"RegistryObjectRenamed", "RegistryobjectrenamedTable", "FDQueryAllRegistryObjectRenamed", kRegistryObjectRenamedFields},
+    {"RawAccessReadDetected", "RawaccessreaddetectedTable", "FDQueryAllRawAccessReadDetected",
+     kRawAccessReadDetectedFields},
+    {"RegistryObjectAddedOrDeleted", "RegistryobjectaddedordeletedTable",
+     "FDQueryAllRegistryObjectAddedOrDeleted", kRegistryObjectAddedOrDeletedFields},
+    {"RegistryObjectRenamed", "RegistryobjectrenamedTable", "FDQueryAllRegistryObjectRenamed",
+     kRegistryObjectRenamedFields},
     {"RegistryValueSet", "RegistryvaluesetTable", "FDQueryAllRegistryValueSet", kRegistryValueSetFields},
     {"WMIFilter", "WmifilterTable", "FDQueryAllWmifilterTable", kWMIFilterFields},
     {"WMIConsumer", "WmiconsumerTable", "FDQueryAllWmiconsumerTable", kWMIConsumerFields},
@@ -453,41 +466,112 @@ constexpr TableDef kTables[] = {
 };
 
 constexpr const char* kWriteOrder[] = {
-    "ProcessCreate",       "CreateRemoteThreadDetected",   "DriverLoaded",          "FileCreated",
-    "FileCreationTimeChanged", "FileStreamCreated",        "ImageLoaded",           "NetworkConnectionDetected",
-    "PipeConnected",       "PipeCreated",                  "ProcessAccessed",       "ProcessTerminated",
-    "RawAccessReadDetected", "RegistryObjectAddedOrDeleted", "RegistryObjectRenamed", "RegistryValueSet",
-    "WMIFilter",           "WMIConsumer",                  "WMIBinding",            "DNSQuery",
-    "AllEvents",           "AllHashes",                    "AllIPAddresses",        "AllHosts",
-    "AllRegTargets",       "AllImageExes",                 "AllPorts",              "KelvaneVersion",
+    "ProcessCreate",
+    "CreateRemoteThreadDetected",
+    "DriverLoaded",
+    "FileCreated",
+    "FileCreationTimeChanged",
+    "FileStreamCreated",
+    "ImageLoaded",
+    "NetworkConnectionDetected",
+    "PipeConnected",
+    "PipeCreated",
+    "ProcessAccessed",
+    "ProcessTerminated",
+    "RawAccessReadDetected",
+    "RegistryObjectAddedOrDeleted",
+    "RegistryObjectRenamed",
+    "RegistryValueSet",
+    "WMIFilter",
+    "WMIConsumer",
+    "WMIBinding",
+    "DNSQuery",
+    "AllEvents",
+    "AllHashes",
+    "AllIPAddresses",
+    "AllHosts",
+    "AllRegTargets",
+    "AllImageExes",
+    "AllPorts",
+    "KelvaneVersion",
 };
 
 constexpr const char* kAllEventsViewOrder[] = {
-    "ProcessCreate",       "CreateRemoteThreadDetected",   "DriverLoaded",          "FileCreated",
-    "FileCreationTimeChanged", "FileStreamCreated",        "ImageLoaded",           "NetworkConnectionDetected",
-    "PipeConnected",       "PipeCreated",                  "ProcessAccessed",       "ProcessTerminated",
-    "RawAccessReadDetected", "RegistryObjectAddedOrDeleted", "RegistryObjectRenamed", "RegistryValueSet",
-    "WMIFilter",           "WMIConsumer",                  "WMIBinding",            "DNSQuery",
+    "ProcessCreate",
+    "CreateRemoteThreadDetected",
+    "DriverLoaded",
+    "FileCreated",
+    "FileCreationTimeChanged",
+    "FileStreamCreated",
+    "ImageLoaded",
+    "NetworkConnectionDetected",
+    "PipeConnected",
+    "PipeCreated",
+    "ProcessAccessed",
+    "ProcessTerminated",
+    "RawAccessReadDetected",
+    "RegistryObjectAddedOrDeleted",
+    "RegistryObjectRenamed",
+    "RegistryValueSet",
+    "WMIFilter",
+    "WMIConsumer",
+    "WMIBinding",
+    "DNSQuery",
     "AllEvents",
 };
 
 constexpr const char* kDeleteOrder[] = {
-    "ProcessCreate",      "FileCreationTimeChanged",    "NetworkConnectionDetected", "ProcessTerminated",
-    "DriverLoaded",       "ImageLoaded",                "CreateRemoteThreadDetected", "RawAccessReadDetected",
-    "ProcessAccessed",    "FileCreated",                "RegistryObjectAddedOrDeleted", "RegistryValueSet",
-    "RegistryObjectRenamed", "FileStreamCreated",       "PipeCreated",               "PipeConnected",
-    "WMIFilter",          "WMIConsumer",                "WMIBinding",                "DNSQuery",
-    "AllEvents",          "AllHashes",                  "AllIPAddresses",            "AllHosts",
-    "AllRegTargets",      "AllImageExes",               "AllPorts",                  "KelvaneVersion",
+    "ProcessCreate",
+    "FileCreationTimeChanged",
+    "NetworkConnectionDetected",
+    "ProcessTerminated",
+    "DriverLoaded",
+    "ImageLoaded",
+    "CreateRemoteThreadDetected",
+    "RawAccessReadDetected",
+    "ProcessAccessed",
+    "FileCreated",
+    "RegistryObjectAddedOrDeleted",
+    "RegistryValueSet",
+    "RegistryObjectRenamed",
+    "FileStreamCreated",
+    "PipeCreated",
+    "PipeConnected",
+    "WMIFilter",
+    "WMIConsumer",
+    "WMIBinding",
+    "DNSQuery",
+    "AllEvents",
+    "AllHashes",
+    "AllIPAddresses",
+    "AllHosts",
+    "AllRegTargets",
+    "AllImageExes",
+    "AllPorts",
+    "KelvaneVersion",
 };
 
 // DNSQuery is not part of the data check: a database of DNS queries alone counts as empty.
 constexpr const char* kCheckDataOrder[] = {
-    "ProcessCreate",      "FileCreationTimeChanged",    "NetworkConnectionDetected", "ProcessTerminated",
-    "DriverLoaded",       "ImageLoaded",                "CreateRemoteThreadDetected", "RawAccessReadDetected",
-    "ProcessAccessed",    "FileCreated",                "RegistryObjectAddedOrDeleted", "RegistryValueSet",
-    "RegistryObjectRenamed", "FileStreamCreated",       "PipeCreated",               "PipeConnected",
-    "WMIFilter",          "WMIConsumer",                "WMIBinding",
+    "ProcessCreate",
+    "FileCreationTimeChanged",
+    "NetworkConnectionDetected",
+    "ProcessTerminated",
+    "DriverLoaded",
+    "ImageLoaded",
+    "CreateRemoteThreadDetected",
+    "RawAccessReadDetected",
+    "ProcessAccessed",
+    "FileCreated",
+    "RegistryObjectAddedOrDeleted",
+    "RegistryValueSet",
+    "RegistryObjectRenamed",
+    "FileStreamCreated",
+    "PipeCreated",
+    "PipeConnected",
+    "WMIFilter",
+    "WMIConsumer",
+    "WMIBinding",
 };
 
 // Columns of the all-events text search; a trailing '#' marks a numeric column that is cast to text.
@@ -498,8 +582,9 @@ struct SearchBlock {
 
 const SearchBlock kSearchBlocks[] = {
     {"CreateRemoteThreadDetected",
-     {"SourceProcessGuid", "SourceProcessId#", "SourceImage", "TargetProcessGuid", "TargetProcessId#", "TargetImage",
-      "NewThreadId#", "StartAddress", "StartModule", "StartFunction", "SourceImageExe", "TargetImageExe"}},
+     {"SourceProcessGuid", "SourceProcessId#", "SourceImage", "TargetProcessGuid", "TargetProcessId#",
+      "TargetImage", "NewThreadId#", "StartAddress", "StartModule", "StartFunction", "SourceImageExe",
+      "TargetImageExe"}},
     {"DriverLoaded", {"ImageLoaded", "Hashes", "Signed", "Signature"}},
     {"FileCreated", {"ProcessGuid", "ProcessId#", "Image", "TargetFilename", "GrantedAccess#", "ImageExe"}},
     {"FileCreationTimeChanged", {"ProcessGuid", "ProcessId#", "Image", "TargetFilename", "ImageExe"}},
@@ -517,9 +602,9 @@ const SearchBlock kSearchBlocks[] = {
      {"SourceProcessGuid", "SourceProcessId#", "SourceThreadId#", "SourceImage", "TargetProcessGuid",
       "TargetProcessId#", "TargetImage", "GrantedAccess#", "CallTrace", "SourceImageExe", "TargetImageExe"}},
     {"ProcessCreate",
-     {"ProcessGuid", "ProcessId#", "Image", "CommandLine", "CurrentDirectory", "User", "LogonGuid", "LogonId#",
-      "TerminalSessionId#", "IntegrityLevel", "Hashes", "ParentProcessGuid", "ParentProcessId#", "ParentImage",
-      "ParentCommandLine", "ImageExe", "ParentImageExe", "OriginalFileName"}},
+     {"ProcessGuid", "ProcessId#", "Image", "CommandLine", "CurrentDirectory", "User", "LogonGuid",
+      "LogonId#", "TerminalSessionId#", "IntegrityLevel", "Hashes", "ParentProcessGuid", "ParentProcessId#",
+      "ParentImage", "ParentCommandLine", "ImageExe", "ParentImageExe", "OriginalFileName"}},
     {"ProcessTerminated", {"ProcessGuid", "ProcessId#", "Image", "ImageExe"}},
     {"RawAccessReadDetected", {"ProcessGuid", "ProcessId#", "Image", "Device", "ImageExe"}},
     {"RegistryObjectAddedOrDeleted", {"ProcessGuid", "ProcessId#", "Image", "TargetObject", "ImageExe"}},
@@ -535,7 +620,9 @@ const SearchBlock kSearchBlocks[] = {
 
 } // namespace
 
-std::span<const TableDef> tables() { return kTables; }
+std::span<const TableDef> tables() {
+    return kTables;
+}
 
 const TableDef* table(std::string_view name) {
     for (const auto& t : kTables)
@@ -569,8 +656,12 @@ std::vector<FieldDef> readFields(const TableDef& table) {
     return fields;
 }
 
-std::span<const char* const> writeDatasetOrder() { return kWriteOrder; }
-std::span<const char* const> allEventsViewOrder() { return kAllEventsViewOrder; }
+std::span<const char* const> writeDatasetOrder() {
+    return kWriteOrder;
+}
+std::span<const char* const> allEventsViewOrder() {
+    return kAllEventsViewOrder;
+}
 
 std::string creationScript() {
     std::string sql;

@@ -7,7 +7,8 @@ Database::Database(const std::string& path) {
     static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     (void)configured;
     sqlite3* db = nullptr;
-    const int rc = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int rc = sqlite3_open_v2(path.c_str(), &db,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     m_db.reset(db);
     if (rc != SQLITE_OK) {
         const std::string text = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
@@ -41,7 +42,9 @@ Statement Database::prepare(std::string_view sql, bool persistent) const {
     return Statement(m_db.get(), stmt);
 }
 
-void Statement::fail(int rc) const { throw Error(m_db ? sqlite3_errmsg(m_db) : sqlite3_errstr(rc), rc); }
+void Statement::fail(int rc) const {
+    throw Error(m_db ? sqlite3_errmsg(m_db) : sqlite3_errstr(rc), rc);
+}
 
 void Statement::bindNull(int index) {
     if (const int rc = sqlite3_bind_null(m_stmt.get(), index); rc != SQLITE_OK)
@@ -59,7 +62,8 @@ void Statement::bind(int index, double value) {
 }
 
 void Statement::bindStatic(int index, std::string_view text) {
-    const int rc = sqlite3_bind_text(m_stmt.get(), index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+    const int rc =
+        sqlite3_bind_text(m_stmt.get(), index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
     if (rc != SQLITE_OK)
         fail(rc);
 }
@@ -87,7 +91,9 @@ void Statement::run() {
     }
 }
 
-void Statement::reset() { sqlite3_reset(m_stmt.get()); }
+void Statement::reset() {
+    sqlite3_reset(m_stmt.get());
+}
 
 std::string Statement::columnName(int col) const {
     const char* name = sqlite3_column_name(m_stmt.get(), col);
@@ -101,7 +107,9 @@ std::string_view Statement::columnText(int col) const {
     return std::string_view(text, static_cast<size_t>(sqlite3_column_bytes(m_stmt.get(), col)));
 }
 
-Transaction::Transaction(Database& db) : m_db(db) { m_db.exec("BEGIN"); }
+Transaction::Transaction(Database& db) : m_db(db) {
+    m_db.exec("BEGIN");
+}
 
 Transaction::~Transaction() {
     if (m_open) {

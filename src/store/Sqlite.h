@@ -13,7 +13,8 @@ namespace kelvane::sql {
 // A failure of the sqlite3 library, carrying the library's own text.
 class Error : public std::runtime_error {
 public:
-    explicit Error(const std::string& what, int code = SQLITE_ERROR) : std::runtime_error(what), m_code(code) {}
+    explicit Error(const std::string& what, int code = SQLITE_ERROR)
+        : std::runtime_error(what), m_code(code) {}
     int code() const { return m_code; }
 
 private:

@@ -31,10 +31,12 @@ TMainDataModule::TMainDataModule() {
     addQuery("FDQueryCheckData", schema::checkDataQuery());
     addQuery("FDQueryBuildDatabaseStructure", schema::creationScript());
     addQuery("FDQueryExes", joined({"SELECT ImageExe FROM AllImageExes", "GROUP BY LOWER(ImageExe);"}));
-    addQuery("FDQueryImages", joined({"SELECT Image FROM AllImageExes", "WHERE LOWER(ImageExe) = LOWER(:ImageName)",
-                                      "GROUP BY LOWER(Image);"}));
-    addQuery("FDQuerySessions", joined({"SELECT ProcessGuid FROM AllImageExes",
-                                        "WHERE LOWER(Image) = LOWER(:ImageName)", "GROUP BY UPPER(ProcessGuid);"}));
+    addQuery("FDQueryImages",
+             joined({"SELECT Image FROM AllImageExes", "WHERE LOWER(ImageExe) = LOWER(:ImageName)",
+                     "GROUP BY LOWER(Image);"}));
+    addQuery("FDQuerySessions",
+             joined({"SELECT ProcessGuid FROM AllImageExes", "WHERE LOWER(Image) = LOWER(:ImageName)",
+                     "GROUP BY UPPER(ProcessGuid);"}));
     addQuery("FDQueryGetSessionEvents",
              joined({"SELECT * FROM AllEvents", "WHERE UPPER(CorrelationGuid) = UPPER(:ProcessGuid)",
                      "ORDER BY UtcTime"}));
@@ -48,16 +50,20 @@ TMainDataModule::TMainDataModule() {
                      "GROUP BY DestinationCountryCode"}));
     addQuery("FDQueryVersion", "SELECT * FROM KelvaneVersion");
     addQuery("FDQueryAllAllEvents", schema::searchAllEventsQuery());
-    addQuery("FDQueryGetInvolvedProcesses", joined({"SELECT ImageExe, COUNT(*) FROM ProcessCreate", "GROUP BY ImageExe"}));
-    addQuery("FDQueryGetProcessCreationData",
-             joined({"SELECT UtcTime,", "ProcessGuid,", "ParentProcessGuid,", "ImageExe,", "ParentImageExe,", "FID",
-                     "FROM ProcessCreate", "WHERE ParentProcessGuid IN (SELECT ProcessGuid FROM ProcessCreate)",
-                     "ORDER BY UtcTime;"}));
-    addQuery("FDQueryGetProcessTermination", joined({"SELECT UtcTime,", "ProcessGuid,", "ImageExe",
-                                                     "FROM ProcessTerminated", "WHERE ProcessGuid IS :PROCESSGUID"}));
+    addQuery("FDQueryGetInvolvedProcesses",
+             joined({"SELECT ImageExe, COUNT(*) FROM ProcessCreate", "GROUP BY ImageExe"}));
+    addQuery(
+        "FDQueryGetProcessCreationData",
+        joined({"SELECT UtcTime,", "ProcessGuid,", "ParentProcessGuid,", "ImageExe,", "ParentImageExe,",
+                "FID", "FROM ProcessCreate",
+                "WHERE ParentProcessGuid IN (SELECT ProcessGuid FROM ProcessCreate)", "ORDER BY UtcTime;"}));
+    addQuery("FDQueryGetProcessTermination",
+             joined({"SELECT UtcTime,", "ProcessGuid,", "ImageExe", "FROM ProcessTerminated",
+                     "WHERE ProcessGuid IS :PROCESSGUID"}));
     addQuery("FDQueryGetParentProcessCreationData",
-             joined({"SELECT UtcTime,", "ProcessGuid,", "ParentProcessGuid,", "ImageExe,", "ParentImageExe,", "FID",
-                     "FROM ProcessCreate", "WHERE ProcessGuid IS :PARENTPROCESSGUID", "ORDER BY UtcTime;"}));
+             joined({"SELECT UtcTime,", "ProcessGuid,", "ParentProcessGuid,", "ImageExe,", "ParentImageExe,",
+                     "FID", "FROM ProcessCreate", "WHERE ProcessGuid IS :PARENTPROCESSGUID",
+                     "ORDER BY UtcTime;"}));
 
     for (const char* tableName : schema::allEventsViewOrder()) {
         const TableDef* table = schema::table(tableName);
@@ -66,7 +72,9 @@ TMainDataModule::TMainDataModule() {
     }
 }
 
-TMainDataModule::~TMainDataModule() { CloseDatabaseAndTables(); }
+TMainDataModule::~TMainDataModule() {
+    CloseDatabaseAndTables();
+}
 
 void TMainDataModule::addQuery(const QString& name, std::string sql) {
     m_queries[name] = std::make_unique<TQuery>(name, std::move(sql));
@@ -152,7 +160,9 @@ void TMainDataModule::DeleteAll() {
     query("FDQueryDeleteAll").execute(*m_connection);
 }
 
-bool TMainDataModule::TablesExist() { return GetTableCount() == schema::kTableCount; }
+bool TMainDataModule::TablesExist() {
+    return GetTableCount() == schema::kTableCount;
+}
 
 int TMainDataModule::GetTableCount() {
     OpenDatabase();

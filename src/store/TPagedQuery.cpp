@@ -176,7 +176,8 @@ bool TPagedQuery::readWhole() {
         bind(base);
         std::vector<QVariant> rows = grouped->group(base);
         if (m_filtered)
-            std::erase_if(rows, [&](const QVariant& v) { return v.isNull() || !likeContains(v.toString(), m_filter); });
+            std::erase_if(
+                rows, [&](const QVariant& v) { return v.isNull() || !likeContains(v.toString(), m_filter); });
         if (rows.size() <= static_cast<size_t>(kWholeResultRows)) {
             m_rowCount = static_cast<int>(rows.size());
             m_whole = std::move(rows);

@@ -101,8 +101,14 @@ QVariant TQuery::value(int column) const {
     }
 }
 
-QVariant TQuery::value(const QString& field) const { return value(indexOf(field)); }
-QString TQuery::text(int column) const { return value(column).toString(); }
-QString TQuery::text(const QString& field) const { return value(field).toString(); }
+QVariant TQuery::value(const QString& field) const {
+    return value(indexOf(field));
+}
+QString TQuery::text(int column) const {
+    return value(column).toString();
+}
+QString TQuery::text(const QString& field) const {
+    return value(field).toString();
+}
 
 } // namespace kelvane

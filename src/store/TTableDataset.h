@@ -54,7 +54,9 @@ public:
     void setText(std::string_view field, std::string_view value) { setText(fieldByName(field), value); }
     void setInteger(std::string_view field, std::int64_t value) { setInteger(fieldByName(field), value); }
     void setBoolean(std::string_view field, bool value) { setBoolean(fieldByName(field), value); }
-    void setDateTime(std::string_view field, const DateTime& value) { setDateTime(fieldByName(field), value); }
+    void setDateTime(std::string_view field, const DateTime& value) {
+        setDateTime(fieldByName(field), value);
+    }
 
     // Inserts the pending row; only assigned fields are written, so the others take their defaults.
     void post();

@@ -3,7 +3,9 @@
 #include <QString>
 
 // The icon set is compiled into the widget library; a static library must register it by hand.
-static void registerIcons() { Q_INIT_RESOURCE(icons); }
+static void registerIcons() {
+    Q_INIT_RESOURCE(icons);
+}
 
 namespace kelvane::ui {
 

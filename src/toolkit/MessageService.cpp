@@ -10,7 +10,9 @@ namespace {
 
 MessageScript* g_script = nullptr;
 
-QWidget* ownerFor(QWidget* parent) { return parent ? parent : QApplication::activeWindow(); }
+QWidget* ownerFor(QWidget* parent) {
+    return parent ? parent : QApplication::activeWindow();
+}
 
 QMessageBox::Icon boxIcon(MessageService::Icon icon) {
     switch (icon) {
@@ -34,9 +36,15 @@ QString applicationTitle(const QString& title) {
 
 } // namespace
 
-MessageScript::MessageScript() : m_previous(g_script) { g_script = this; }
-MessageScript::~MessageScript() { g_script = m_previous; }
-MessageScript* MessageScript::current() { return g_script; }
+MessageScript::MessageScript() : m_previous(g_script) {
+    g_script = this;
+}
+MessageScript::~MessageScript() {
+    g_script = m_previous;
+}
+MessageScript* MessageScript::current() {
+    return g_script;
+}
 
 QStringList MessageScript::texts(const QString& kind) const {
     QStringList list;

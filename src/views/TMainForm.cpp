@@ -62,11 +62,13 @@ QLabel* label(QWidget* parent, const char* name, const QString& text) {
 
 QString TMainForm::defaultDatabasePath() {
     // The folder of the executable with its trailing separator, then the file name.
-    return QDir::toNativeSeparators(QCoreApplication::applicationDirPath() + '/') + QDir::separator() + "KelvaneDB";
+    return QDir::toNativeSeparators(QCoreApplication::applicationDirPath() + '/') + QDir::separator() +
+           "KelvaneDB";
 }
 
 TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget* parent)
-    : QMainWindow(parent), m_data(data), m_databasePath(databasePath.isEmpty() ? defaultDatabasePath() : databasePath) {
+    : QMainWindow(parent), m_data(data),
+      m_databasePath(databasePath.isEmpty() ? defaultDatabasePath() : databasePath) {
     setObjectName("MainForm");
     setWindowTitle("Kelvane");
     QFont font("Tahoma");
@@ -107,7 +109,8 @@ void TMainForm::FormCreate() {
         scCheckListBoxEventsFilter->item(i)->setCheckState(Qt::Checked);
     InitMapShapes();
     m_data.setDatabasePath(m_databasePath);
-    LabelGroupByHint->setText("Drag \"Event Type\" or \"Process GUID\" column headers here to group events...");
+    LabelGroupByHint->setText(
+        "Drag \"Event Type\" or \"Process GUID\" column headers here to group events...");
 }
 
 void TMainForm::guarded(const std::function<void()>& handler) {
@@ -127,17 +130,19 @@ void TMainForm::buildMenu() {
         void (TMainForm::*handler)();
     };
     const Entry file[] = {
-        {"LoadExistingDataMenuItem", "&Load existing data", "Ctrl+L", true, &TMainForm::LoadExistingDataMenuItemClick},
+        {"LoadExistingDataMenuItem", "&Load existing data", "Ctrl+L", true,
+         &TMainForm::LoadExistingDataMenuItemClick},
         {"ImportSysmonLogsMenuItem", "&Import Sysmon Event logs...", "Ctrl+I", true,
          &TMainForm::ImportSysmonLogsMenuItemClick},
-        {"ImportSysmonElasticsearchlogsMenuItem", "(Experimental) Import Sysmon Elas&ticsearch logs...", "Ctrl+T",
-         false, &TMainForm::ImportSysmonElasticsearchlogsMenuItemClick},
+        {"ImportSysmonElasticsearchlogsMenuItem", "(Experimental) Import Sysmon Elas&ticsearch logs...",
+         "Ctrl+T", false, &TMainForm::ImportSysmonElasticsearchlogsMenuItemClick},
         {"N3", "-", "", true, nullptr},
         {"ExportHashesMenuItem", "Export &Hashes...", "Ctrl+H", false, nullptr},
         {"ExportIPAddressesMenuItem", "Export &IP Addresses", "Ctrl+I", false, nullptr},
         {"N1", "-", "", false, nullptr},
         {"PreferencesMenuItem", "&Preferences", "Ctrl+P", true, &TMainForm::PreferencesMenuItemClick},
-        {"CheckDatabaseVersionMenuItem", "&Database version", "", false, &TMainForm::CheckDatabaseVersionMenuItemClick},
+        {"CheckDatabaseVersionMenuItem", "&Database version", "", false,
+         &TMainForm::CheckDatabaseVersionMenuItemClick},
         {"N2", "-", "", true, nullptr},
         {"ExitMenuItem", "E&xit", "Ctrl+E", true, &TMainForm::ExitMenuItemClick},
         {"CheckDB1", "CheckDriverID", "", false, &TMainForm::CheckDB1Click},
@@ -146,13 +151,15 @@ void TMainForm::buildMenu() {
     QMenu* fileMenu = menuBar()->addMenu("&File");
     fileMenu->setObjectName("FileMainMenuItem");
     for (const Entry& e : file) {
-        QAction* action = QString(e.caption) == "-" ? fileMenu->addSeparator() : fileMenu->addAction(e.caption);
+        QAction* action =
+            QString(e.caption) == "-" ? fileMenu->addSeparator() : fileMenu->addAction(e.caption);
         action->setObjectName(e.name);
         action->setVisible(e.visible);
         action->setProperty("menuShortcut", QKeySequence(e.shortcut));
         if (e.handler) {
             const auto handler = e.handler;
-            connect(action, &QAction::triggered, this, [this, handler] { guarded([&] { (this->*handler)(); }); });
+            connect(action, &QAction::triggered, this,
+                    [this, handler] { guarded([&] { (this->*handler)(); }); });
         }
         m_menuEntries << action;
     }
@@ -191,10 +198,10 @@ QWidget* TMainForm::buildEventFilterPanel() {
     scCheckListBoxEventsFilter = new QListWidget(filterPanel);
     scCheckListBoxEventsFilter->setObjectName("scCheckListBoxEventsFilter");
     for (const char* entry :
-         {"CreateRemoteThreadDetected", "FileCreated", "FileCreationTimeChanged", "FileStreamCreated", "ImageLoaded",
-          "NetworkConnectionDetected", "PipeConnected", "PipeCreated", "ProcessAccessed", "ProcessCreate",
-          "ProcessTerminated", "RawAccessReadDetected", "RegistryObjectAddedOrDeleted", "RegistryValueSet",
-          "RegistryObjectRenamed", "DnsQuery"}) {
+         {"CreateRemoteThreadDetected", "FileCreated", "FileCreationTimeChanged", "FileStreamCreated",
+          "ImageLoaded", "NetworkConnectionDetected", "PipeConnected", "PipeCreated", "ProcessAccessed",
+          "ProcessCreate", "ProcessTerminated", "RawAccessReadDetected", "RegistryObjectAddedOrDeleted",
+          "RegistryValueSet", "RegistryObjectRenamed", "DnsQuery"}) {
         auto* item = new QListWidgetItem(entry, scCheckListBoxEventsFilter);
         item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
         item->setCheckState(Qt::Checked);
@@ -244,8 +251,8 @@ QWidget* TMainForm::buildProcessViewTab() {
     auto* images = panel(splitter2, "PanelImagesSummary");
     auto* imagesLayout = new QVBoxLayout(images);
     imagesLayout->setContentsMargins(2, 2, 2, 2);
-    imagesLayout->addWidget(
-        label(images, "LabelImageFilter", "Show images associated with any of the following selected events"));
+    imagesLayout->addWidget(label(images, "LabelImageFilter",
+                                  "Show images associated with any of the following selected events"));
     AdvControlDropDownFilter = new QToolButton(images);
     AdvControlDropDownFilter->setObjectName("AdvControlDropDownFilter");
     AdvControlDropDownFilter->setText("Display images associated with");
@@ -307,8 +314,9 @@ QWidget* TMainForm::buildProcessViewTab() {
             [this](const QString& v) { guarded([&] { cxGridDBColumnImagesPropertiesStartClick(v); }); });
     connect(cxGridImagePath, &ui::TLinkGrid::linkClicked, this,
             [this](const QString& v) { guarded([&] { cxGridDBColumnImagePathPropertiesStartClick(v); }); });
-    connect(cxGridImageSessions, &ui::TLinkGrid::linkClicked, this,
-            [this](const QString& v) { guarded([&] { cxGridDBColumnImageSessionsPropertiesStartClick(v); }); });
+    connect(cxGridImageSessions, &ui::TLinkGrid::linkClicked, this, [this](const QString& v) {
+        guarded([&] { cxGridDBColumnImageSessionsPropertiesStartClick(v); });
+    });
     connect(SpeedButtonZoom, &QToolButton::clicked, this, [this] { SpeedButtonZoomClick(); });
     connect(clear, &QToolButton::clicked, this, [this] { SpeedButtonClearClick(); });
     connect(exportButton, &QToolButton::clicked, this,
@@ -331,18 +339,20 @@ QWidget* TMainForm::buildMapViewTab() {
     auto* toolbar = panel(top, "PanelMapViewToolbar");
     auto* toolbarLayout = new QHBoxLayout(toolbar);
     toolbarLayout->setContentsMargins(0, 0, 0, 0);
-    toolbarLayout->addWidget(speedButton(toolbar, "SpeedButtonExportMapViewToPDF", "export-pdf", "Export to PDF"));
+    toolbarLayout->addWidget(
+        speedButton(toolbar, "SpeedButtonExportMapViewToPDF", "export-pdf", "Export to PDF"));
     toolbarLayout->addWidget(
         speedButton(toolbar, "SpeedButtonExportMapViewToXLSX", "export-xlsx", "Export to XLSX"));
     toolbarLayout->addWidget(
         speedButton(toolbar, "SpeedButtonExportMapViewToHTML", "export-html", "Export to HTML"));
     toolbarLayout->addStretch();
     topLayout->addWidget(toolbar);
-    auto* note = label(top, "LabelMapNote",
-                       "- Network destinations will show if geo mapping option was selected during import, if the "
-                       "map is not showing, please re-import data with geo mapping option enabled -\n"
-                       "- Use mouse wheel and right button for zooming and left mouse button for scrolling -\n"
-                       "- Click a country to view data -");
+    auto* note =
+        label(top, "LabelMapNote",
+              "- Network destinations will show if geo mapping option was selected during import, if the "
+              "map is not showing, please re-import data with geo mapping option enabled -\n"
+              "- Use mouse wheel and right button for zooming and left mouse button for scrolling -\n"
+              "- Click a country to view data -");
     note->setAlignment(Qt::AlignCenter);
     topLayout->addWidget(note);
     layout->addWidget(top);
@@ -367,7 +377,8 @@ QWidget* TMainForm::buildAllEventsTab() {
     search->setFixedHeight(41);
     auto* searchLayout = new QHBoxLayout(search);
     searchLayout->setContentsMargins(4, 4, 4, 4);
-    searchLayout->addWidget(speedButton(search, "SpeedButtonExportAllDataToPDF", "export-pdf", "Export to PDF"));
+    searchLayout->addWidget(
+        speedButton(search, "SpeedButtonExportAllDataToPDF", "export-pdf", "Export to PDF"));
     searchLayout->addWidget(
         speedButton(search, "SpeedButtonExportAllDataToXLSX", "export-xlsx", "Export to XLSX"));
     searchLayout->addWidget(
@@ -378,8 +389,7 @@ QWidget* TMainForm::buildAllEventsTab() {
     cxButtonEditAllEventsSearchText->setFixedWidth(601);
     cxButtonEditAllEventsSearchText->setPlaceholderText(
         "Search events for hashes, IP addresses, domains, files, regsitry keys, etc...");
-    QAction* go = cxButtonEditAllEventsSearchText->addAction(ui::icon("search"),
-                                                             QLineEdit::TrailingPosition);
+    QAction* go = cxButtonEditAllEventsSearchText->addAction(ui::icon("search"), QLineEdit::TrailingPosition);
     go->setObjectName("cxButtonEditAllEventsSearchTextGo");
     go->setText("Go");
     go->setToolTip("Search events");
@@ -412,8 +422,9 @@ QWidget* TMainForm::buildHierarchyTab() {
     auto* top = panel(tab, "PanelHierarchyTop");
     auto* topLayout = new QHBoxLayout(top);
     topLayout->setContentsMargins(4, 2, 4, 2);
-    topLayout->addWidget(speedButton(top, "SpeedButtonGenerateProcessHierarchy", "generate",
-                                     "Generate Diagram\nThis may take time depending on the size of collected data"));
+    topLayout->addWidget(
+        speedButton(top, "SpeedButtonGenerateProcessHierarchy", "generate",
+                    "Generate Diagram\nThis may take time depending on the size of collected data"));
     auto* zoom = speedButton(top, "SpeedButtonHierarchyZoom", "fit", "Fit Diagram");
     zoom->setCheckable(true);
     topLayout->addWidget(zoom);
@@ -426,7 +437,8 @@ QWidget* TMainForm::buildHierarchyTab() {
     auto* legend = panel(tab, "PanelHierarchyLegend");
     new QVBoxLayout(legend);
     layout->addWidget(legend);
-    connect(zoom, &QToolButton::clicked, this, [this] { ProcessDiagram->setZoomToFit(!ProcessDiagram->zoomToFit()); });
+    connect(zoom, &QToolButton::clicked, this,
+            [this] { ProcessDiagram->setZoomToFit(!ProcessDiagram->zoomToFit()); });
     return tab;
 }
 
@@ -444,11 +456,17 @@ void TMainForm::AboutMenuItemClick() {
     MessageService::exec(&about);
 }
 
-void TMainForm::ExitMenuItemClick() { close(); }
+void TMainForm::ExitMenuItemClick() {
+    close();
+}
 
-void TMainForm::CheckDB1Click() { MessageService::message(this, "SQLite"); }
+void TMainForm::CheckDB1Click() {
+    MessageService::message(this, "SQLite");
+}
 
-void TMainForm::CheckDriverName1Click() { MessageService::message(this, "SQLite"); }
+void TMainForm::CheckDriverName1Click() {
+    MessageService::message(this, "SQLite");
+}
 
 void TMainForm::InitMapShapes() {
     // The world map arrives with the map view; until then there are no shapes to prepare.

@@ -28,7 +28,8 @@ class TMainForm : public QMainWindow {
     Q_OBJECT
 public:
     // databasePath: where KelvaneDB lies (beside the executable unless a test says otherwise).
-    explicit TMainForm(TMainDataModule& data, const QString& databasePath = QString(), QWidget* parent = nullptr);
+    explicit TMainForm(TMainDataModule& data, const QString& databasePath = QString(),
+                       QWidget* parent = nullptr);
     ~TMainForm() override;
 
     static QString defaultDatabasePath();

@@ -3,9 +3,9 @@
 
 #include "import/TImportForm.h"
 #include "store/TMainDataModule.h"
+#include "store/TPagedQuery.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TLinkGrid.h"
-#include "store/TPagedQuery.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -24,13 +24,16 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
     m_data.OpenCloseAllEventsViewTables(false);
     if (QFileInfo::exists(m_databasePath)) {
         if (!MessageService::question(
-                this, "Are you sure? This will delete all existing data!\r\nIf you would like to backup the existing "
-                      "database, close Kelvane, move the database file 'KelvaneDB' to another folder or simply "
-                      "rename it, and then try to import the data again."))
+                this,
+                "Are you sure? This will delete all existing data!\r\nIf you would like to backup the "
+                "existing "
+                "database, close Kelvane, move the database file 'KelvaneDB' to another folder or simply "
+                "rename it, and then try to import the data again."))
             return;
         if (!QFile::remove(m_databasePath)) {
-            MessageService::message(this, "Error deleting existing database file, please close Kelvane, delete the "
-                                          "file 'KelvaneDB' and try again");
+            MessageService::message(this,
+                                    "Error deleting existing database file, please close Kelvane, delete the "
+                                    "file 'KelvaneDB' and try again");
             return;
         }
     }
@@ -42,8 +45,8 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
         MessageService::message(this, "Unable to connect to the database!");
         return;
     }
-    const QString fileName = MessageService::openFileName(this, "Import Sysmon XML Events", QString(),
-                                                          "XML Files (*.xml)");
+    const QString fileName =
+        MessageService::openFileName(this, "Import Sysmon XML Events", QString(), "XML Files (*.xml)");
     if (fileName.isEmpty())
         return;
 
@@ -59,7 +62,8 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
 
 void TMainForm::ImportSysmonElasticsearchlogsMenuItemClick() {
     // The Elasticsearch import is not part of this build; nothing is touched, the old data stays.
-    MessageService::message(this, "(Experimental) Import Sysmon Elasticsearch logs is not available in this build.");
+    MessageService::message(
+        this, "(Experimental) Import Sysmon Elasticsearch logs is not available in this build.");
 }
 
 void TMainForm::refreshAfterImport() {
@@ -103,8 +107,8 @@ void TMainForm::CheckDatabaseVersionMenuItemClick() {
         version.open(m_data.connection());
         const QString loaded = version.text("SVersion");
         version.close();
-        MessageService::message(this, "Latest database version is : 3.1\r\nCurrently loaded database version is : " +
-                                          loaded);
+        MessageService::message(
+            this, "Latest database version is : 3.1\r\nCurrently loaded database version is : " + loaded);
     } catch (const std::exception& e) {
         MessageService::message(this, "Something went wrong:\r\n" + QString::fromUtf8(e.what()));
     }
@@ -116,9 +120,15 @@ void TMainForm::openExes() {
     cxGridImages->setQuery(std::make_unique<TPagedQuery>(m_data.connection(), m_data.query("FDQueryExes")));
 }
 
-void TMainForm::CloseExes() { cxGridImages->clear(); }
-void TMainForm::CloseImages() { cxGridImagePath->clear(); }
-void TMainForm::CloseSessions() { cxGridImageSessions->clear(); }
+void TMainForm::CloseExes() {
+    cxGridImages->clear();
+}
+void TMainForm::CloseImages() {
+    cxGridImagePath->clear();
+}
+void TMainForm::CloseSessions() {
+    cxGridImageSessions->clear();
+}
 
 void TMainForm::cxButtonEditAllEventsSearchTextPropertiesButtonClick() {
     if (!FDataLoaded)

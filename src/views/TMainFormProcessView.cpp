@@ -12,9 +12,9 @@
 #include "toolkit/TNodeDiagram.h"
 
 #include <QImage>
-#include <QScrollBar>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QScrollBar>
 #include <QTabWidget>
 #include <QToolButton>
 
@@ -52,12 +52,13 @@ void TMainForm::cxGridDBColumnImageSessionsPropertiesStartClick(const QString& g
     m_data.OpenDatabase();
     const int count = countSessionEvents(m_data, guid);
     if (count > kSessionEventLimit) {
-        const QString text = QString("Too many events associated with this session (%1 events).\r\n"
-                                     "Building a map of this size will impact performance and memory.\r\n"
-                                     "It is better to use 'All Events View' instead, would you like to switch\r\n"
-                                     "view now, and filter session  %2  events?")
-                                 .arg(count)
-                                 .arg(guid);
+        const QString text =
+            QString("Too many events associated with this session (%1 events).\r\n"
+                    "Building a map of this size will impact performance and memory.\r\n"
+                    "It is better to use 'All Events View' instead, would you like to switch\r\n"
+                    "view now, and filter session  %2  events?")
+                .arg(count)
+                .arg(guid);
         if (MessageService::question(this, text)) {
             cxButtonEditAllEventsSearchText->setText(guid);
             cxButtonEditAllEventsSearchTextPropertiesButtonClick();
@@ -100,7 +101,9 @@ void TMainForm::ButtonFilterNoneClick() {
         scCheckListBoxEventsFilter->item(i)->setCheckState(Qt::Unchecked);
 }
 
-void TMainForm::ButtonFilterApplyClick() { ApplyEventsFilter(); }
+void TMainForm::ButtonFilterApplyClick() {
+    ApplyEventsFilter();
+}
 
 void TMainForm::ApplyEventsFilter() {
     static constexpr int kConditionIds[] = {8, 11, 2, 15, 7, 3, 18, 17, 10, 1, 5, 9, 12, 13, 14, 22};
@@ -145,7 +148,9 @@ void TMainForm::EventsDiagramDeletion(ui::TDiagramNode* node) {
         FFirstNode = nullptr;
 }
 
-void TMainForm::SpeedButtonZoomClick() { EventsDiagram->setZoomToFit(!EventsDiagram->zoomToFit()); }
+void TMainForm::SpeedButtonZoomClick() {
+    EventsDiagram->setZoomToFit(!EventsDiagram->zoomToFit());
+}
 
 void TMainForm::SpeedButtonClearClick() {
     if (FFirstNode)
@@ -158,7 +163,8 @@ void TMainForm::SpeedButtonExportProcessViewToPDFClick() {
         MessageService::message(this, "No content to export!");
         return;
     }
-    const QString fileName = MessageService::saveFileName(this, "Export Diagram", QString(), "Bitmap (*.bmp)");
+    const QString fileName =
+        MessageService::saveFileName(this, "Export Diagram", QString(), "Bitmap (*.bmp)");
     if (fileName.isEmpty())
         return;
     EventsDiagram->renderToImage().save(fileName, "BMP");

@@ -49,21 +49,35 @@ QList<LoggedEvent> readLog(const QByteArray& xml) {
     return events;
 }
 
-QString cleared(QString text) { return text.replace("\r\n", "\\n").replace("\"", "\\\""); }
+QString cleared(QString text) {
+    return text.replace("\r\n", "\\n").replace("\"", "\\\"");
+}
 
 QString baseName(const QString& path) {
     const int pos = static_cast<int>(std::max(path.lastIndexOf('\\'), path.lastIndexOf(':')));
     return path.mid(pos + 1);
 }
 
-const QMap<int, QString> kTables{
-    {1, "ProcessCreate"},    {2, "FileCreationTimeChanged"}, {3, "NetworkConnectionDetected"},
-    {5, "ProcessTerminated"}, {6, "DriverLoaded"},           {7, "ImageLoaded"},
-    {8, "CreateRemoteThreadDetected"}, {9, "RawAccessReadDetected"}, {10, "ProcessAccessed"},
-    {11, "FileCreated"},     {12, "RegistryObjectAddedOrDeleted"}, {13, "RegistryValueSet"},
-    {14, "RegistryObjectRenamed"}, {15, "FileStreamCreated"}, {17, "PipeCreated"},
-    {18, "PipeConnected"},   {19, "WMIFilter"},              {20, "WMIConsumer"},
-    {21, "WMIBinding"},      {22, "DNSQuery"}};
+const QMap<int, QString> kTables{{1, "ProcessCreate"},
+                                 {2, "FileCreationTimeChanged"},
+                                 {3, "NetworkConnectionDetected"},
+                                 {5, "ProcessTerminated"},
+                                 {6, "DriverLoaded"},
+                                 {7, "ImageLoaded"},
+                                 {8, "CreateRemoteThreadDetected"},
+                                 {9, "RawAccessReadDetected"},
+                                 {10, "ProcessAccessed"},
+                                 {11, "FileCreated"},
+                                 {12, "RegistryObjectAddedOrDeleted"},
+                                 {13, "RegistryValueSet"},
+                                 {14, "RegistryObjectRenamed"},
+                                 {15, "FileStreamCreated"},
+                                 {17, "PipeCreated"},
+                                 {18, "PipeConnected"},
+                                 {19, "WMIFilter"},
+                                 {20, "WMIConsumer"},
+                                 {21, "WMIBinding"},
+                                 {22, "DNSQuery"}};
 
 } // namespace
 
@@ -145,7 +159,8 @@ private slots:
         QCOMPARE(count("SELECT COUNT(*) FROM AllIPAddresses"), 2 * perType.value(3));
         QCOMPARE(count("SELECT COUNT(*) FROM AllPorts"), 2 * perType.value(3));
         QCOMPARE(count("SELECT COUNT(*) FROM AllHosts"), hosts);
-        QCOMPARE(count("SELECT COUNT(*) FROM AllRegTargets"), perType.value(12) + perType.value(13) + perType.value(14));
+        QCOMPARE(count("SELECT COUNT(*) FROM AllRegTargets"),
+                 perType.value(12) + perType.value(13) + perType.value(14));
         QCOMPARE(count("SELECT COUNT(*) FROM KelvaneVersion"), 1);
     }
 
@@ -162,8 +177,9 @@ private slots:
             afterFailure = e.id == 21;
             if (skip || gid % 7 != 0)
                 continue;
-            TQuery master("master", "SELECT EventType, CorrelationGuid, Computer, UtcTime, RuleName FROM AllEvents "
-                                    "WHERE GID = :GID");
+            TQuery master("master",
+                          "SELECT EventType, CorrelationGuid, Computer, UtcTime, RuleName FROM AllEvents "
+                          "WHERE GID = :GID");
             master.setParam("GID", gid);
             master.open(m_data.connection());
             QCOMPARE(master.value(0).toInt(), e.id);
@@ -171,12 +187,16 @@ private slots:
             QCOMPARE(master.text(3), e.items.value("UtcTime"));
             QCOMPARE(master.text(4), cleared(e.items.value("RuleName")).left(100));
             if (e.id != 6 && e.id < 19) {
-                const QString guidItem = e.id == 8 ? "SourceProcessGuid" : e.id == 10 ? "SourceProcessGUID" : "ProcessGuid";
+                const QString guidItem = e.id == 8    ? "SourceProcessGuid"
+                                         : e.id == 10 ? "SourceProcessGUID"
+                                                      : "ProcessGuid";
                 QCOMPARE(master.text(1), e.items.value(guidItem));
             }
             master.close();
             if (e.items.contains("Image") && e.id != 6 && e.id < 19) {
-                TQuery row("row", QString("SELECT Image, ImageExe FROM %1 WHERE FID = :GID").arg(kTables[e.id]).toStdString());
+                TQuery row("row", QString("SELECT Image, ImageExe FROM %1 WHERE FID = :GID")
+                                      .arg(kTables[e.id])
+                                      .toStdString());
                 row.setParam("GID", gid);
                 row.open(m_data.connection());
                 QCOMPARE(row.text(0), cleared(e.items.value("Image")).left(256));

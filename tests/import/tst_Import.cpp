@@ -100,16 +100,19 @@ private slots:
         import(SysmonLogBuilder().event(1, processCreate(), "IEWIN7").utf8());
         QCOMPARE(modalResult(), 1);
         QCOMPARE(m_import->report().labelMessage(), QString("Done! Imported 1 Events"));
-        QCOMPARE(rows("SELECT GID, UtcTime, EventType, EventTypeName, CorrelationGuid, Computer, RuleName FROM "
-                      "AllEvents"),
-                 QStringList{"1|2019-04-27 15:57:25.868|1|Process Create|" + kGuid +
-                             "|IEWIN7|technique_id=T1059"});
-        QCOMPARE(one("SELECT FID, ProcessId, CommandLine, LogonId, ImageExe, ParentImageExe, Hashes, SHA1, MD5, "
-                     "SHA256, OriginalFileName, EventType, EventTypeName, CurrentDirectory, TerminalSessionId FROM "
-                     "ProcessCreate"),
-                 QString("1|2772|cmd.exe /c \\\"dir\\\"|999|cmd.exe|explorer.exe|"
-                         "SHA1=AAAA,MD5=BBBB,SHA256=CCCC,IMPHASH=DDDD|AAAA|BBBB|CCCC|Cmd.Exe|1|Process "
-                         "Create||-1"));
+        QCOMPARE(
+            rows("SELECT GID, UtcTime, EventType, EventTypeName, CorrelationGuid, Computer, RuleName FROM "
+                 "AllEvents"),
+            QStringList{"1|2019-04-27 15:57:25.868|1|Process Create|" + kGuid +
+                        "|IEWIN7|technique_id=T1059"});
+        QCOMPARE(
+            one("SELECT FID, ProcessId, CommandLine, LogonId, ImageExe, ParentImageExe, Hashes, SHA1, MD5, "
+                "SHA256, OriginalFileName, EventType, EventTypeName, CurrentDirectory, TerminalSessionId "
+                "FROM "
+                "ProcessCreate"),
+            QString("1|2772|cmd.exe /c \\\"dir\\\"|999|cmd.exe|explorer.exe|"
+                    "SHA1=AAAA,MD5=BBBB,SHA256=CCCC,IMPHASH=DDDD|AAAA|BBBB|CCCC|Cmd.Exe|1|Process "
+                    "Create||-1"));
         QCOMPARE(rows("SELECT FID, UtcTime, ReportedByVT, MD5, SHA1, SHA256 FROM AllHashes"),
                  QStringList{"1|2019-04-27 15:57:25.868|Never asked|BBBB|AAAA|CCCC"});
         QCOMPARE(rows("SELECT FID, Image, ImageExe, ProcessGuid, EventType, EventTypeName FROM AllImageExes"),
@@ -129,17 +132,27 @@ private slots:
         QTest::addColumn<QString>("hashes");
         QTest::addColumn<QString>("typeRow");
         QTest::addColumn<QStringList>("allHashes");
-        QTest::newRow("sha256 alone") << 1 << "Hashes" << "SHA256=FFFF" << "SHA256=FFFF|nohash|nohash|FFFF"
-                                      << QStringList{"nohash|nohash|FFFF"};
-        QTest::newRow("no hash item") << 1 << "" << "" << "|nohash|nohash|nohash" << QStringList{};
-        QTest::newRow("import hash only") << 7 << "Hashes" << "IMPHASH=1234" << "IMPHASH=1234|nohash|nohash|nohash"
-                                          << QStringList{"nohash|nohash|nohash"};
-        QTest::newRow("blanks around values") << 6 << "Hashes" << "MD5= ab ,SHA1=cd" << "MD5= ab ,SHA1=cd|ab|cd|nohash"
-                                              << QStringList{"ab|cd|nohash"};
-        QTest::newRow("stream reads Hash") << 15 << "Hash" << "MD5=EE" << "MD5=EE|EE|nohash|nohash"
-                                           << QStringList{"EE|nohash|nohash"};
-        QTest::newRow("stream ignores Hashes") << 15 << "Hashes" << "MD5=EE" << "|nohash|nohash|nohash"
-                                               << QStringList{};
+        QTest::newRow("sha256 alone")
+            << 1 << "Hashes"
+            << "SHA256=FFFF"
+            << "SHA256=FFFF|nohash|nohash|FFFF" << QStringList{"nohash|nohash|FFFF"};
+        QTest::newRow("no hash item") << 1 << ""
+                                      << ""
+                                      << "|nohash|nohash|nohash" << QStringList{};
+        QTest::newRow("import hash only")
+            << 7 << "Hashes"
+            << "IMPHASH=1234"
+            << "IMPHASH=1234|nohash|nohash|nohash" << QStringList{"nohash|nohash|nohash"};
+        QTest::newRow("blanks around values")
+            << 6 << "Hashes"
+            << "MD5= ab ,SHA1=cd"
+            << "MD5= ab ,SHA1=cd|ab|cd|nohash" << QStringList{"ab|cd|nohash"};
+        QTest::newRow("stream reads Hash") << 15 << "Hash"
+                                           << "MD5=EE"
+                                           << "MD5=EE|EE|nohash|nohash" << QStringList{"EE|nohash|nohash"};
+        QTest::newRow("stream ignores Hashes") << 15 << "Hashes"
+                                               << "MD5=EE"
+                                               << "|nohash|nohash|nohash" << QStringList{};
     }
 
     void hashSplits() {
@@ -153,14 +166,19 @@ private slots:
             items.append({item, hashes});
         import(SysmonLogBuilder().event(type, items).utf8());
         QCOMPARE(modalResult(), 1);
-        const QString table = type == 1 ? "ProcessCreate" : type == 6 ? "DriverLoaded" : type == 7 ? "ImageLoaded"
-                                                                                                  : "FileStreamCreated";
+        const QString table = type == 1   ? "ProcessCreate"
+                              : type == 6 ? "DriverLoaded"
+                              : type == 7 ? "ImageLoaded"
+                                          : "FileStreamCreated";
         QCOMPARE(one("SELECT Hashes, MD5, SHA1, SHA256 FROM " + table), typeRow);
         QCOMPARE(rows("SELECT MD5, SHA1, SHA256 FROM AllHashes"), allHashes);
     }
 
     void networkRows() {
-        import(SysmonLogBuilder().event(3, network("10.0.0.5", "8.8.8.8")).event(3, network("10.0.0.5", "1.1.1.1", "me.local", " ")).utf8());
+        import(SysmonLogBuilder()
+                   .event(3, network("10.0.0.5", "8.8.8.8"))
+                   .event(3, network("10.0.0.5", "1.1.1.1", "me.local", " "))
+                   .utf8());
         QCOMPARE(modalResult(), 1);
         QCOMPARE(rows("SELECT FID, Hostname FROM AllHosts"), QStringList{"2|me.local"});
         QCOMPARE(rows("SELECT FID, IPAddress, Direction, Initiated FROM AllIPAddresses"),
@@ -172,13 +190,16 @@ private slots:
         QCOMPARE(rows("SELECT SourceCountry, SourceCountryCode, DestinationCountry, DestinationCountryCode, "
                       "Initiated, SourceIsIpv6 FROM NetworkConnectionDetected"),
                  (QStringList{"n/a|n/a|n/a|n/a|1|0", "n/a|n/a|n/a|n/a|1|0"}));
-        QVERIFY(one("SELECT EventDetails FROM AllEvents WHERE GID = 1")
-                    .endsWith("  Source IP :  \r\n  10.0.0.5:49712  \r\n  Destination IP :  \r\n  8.8.8.8:443  \r\n"));
+        QVERIFY(
+            one("SELECT EventDetails FROM AllEvents WHERE GID = 1")
+                .endsWith(
+                    "  Source IP :  \r\n  10.0.0.5:49712  \r\n  Destination IP :  \r\n  8.8.8.8:443  \r\n"));
     }
 
     void ipv6AddressesAreCut() {
         import(SysmonLogBuilder().event(3, network("fe80::1c2d:3e4f:5a6b:7c8d", "2001:db8::1")).utf8());
-        QCOMPARE(rows("SELECT IPAddress FROM AllIPAddresses"), (QStringList{"fe80::1c2d:3e4f", "2001:db8::1"}));
+        QCOMPARE(rows("SELECT IPAddress FROM AllIPAddresses"),
+                 (QStringList{"fe80::1c2d:3e4f", "2001:db8::1"}));
         QCOMPARE(one("SELECT SourceIp FROM NetworkConnectionDetected"), QString("fe80::1c2d:3e4f:5a6b:7c8d"));
         // Only the part behind the last colon shows in the details.
         QVERIFY(one("SELECT EventDetails FROM AllEvents").contains("  7c8d:49712  "));
@@ -201,11 +222,16 @@ private slots:
         QFETCH(int, type);
         QFETCH(QString, correlation);
         QFETCH(QStringList, imageExes);
-        const Items items{{"UtcTime", "2020-01-01 00:00:00.000"}, {"ProcessGuid", "{P}"},
-                          {"Image", "C:\\a.exe"},                {"ImageLoaded", "C:\\b.dll"},
-                          {"SourceProcessGuid", "{S8}"},         {"TargetProcessGuid", "{T8}"},
-                          {"SourceProcessGUID", "{S10}"},        {"TargetProcessGUID", "{T10}"},
-                          {"SourceImage", "D:src.exe"},          {"TargetImage", "C:\\x\\dst.exe"},
+        const Items items{{"UtcTime", "2020-01-01 00:00:00.000"},
+                          {"ProcessGuid", "{P}"},
+                          {"Image", "C:\\a.exe"},
+                          {"ImageLoaded", "C:\\b.dll"},
+                          {"SourceProcessGuid", "{S8}"},
+                          {"TargetProcessGuid", "{T8}"},
+                          {"SourceProcessGUID", "{S10}"},
+                          {"TargetProcessGUID", "{T10}"},
+                          {"SourceImage", "D:src.exe"},
+                          {"TargetImage", "C:\\x\\dst.exe"},
                           {"QueryStatus", "0"}};
         import(SysmonLogBuilder().event(type, items).utf8());
         QCOMPARE(modalResult(), 1);
@@ -218,22 +244,27 @@ private slots:
                    .event(13, {{"UtcTime", "2020-01-01 00:00:00.000"},
                                {"EventType", "SetValue"},
                                {"TargetObject", "HKLM\\Software\\Run\\x"},
-                               {"Details", "DWORD (0x00000001)"}})
+                               { "Details",
+                                 "DWORD (0x00000001)" }})
                    .event(22, {{"UtcTime", "2020-01-01 00:00:01.000"},
                                {"QueryName", "example.org"},
                                {"QueryStatus", "0"},
                                {"QueryResults", "::ffff:93.184.216.34;"},
-                               {"Image", "C:\\b\\dns.exe"}})
+                               { "Image",
+                                 "C:\\b\\dns.exe" }})
                    .utf8());
         QCOMPARE(modalResult(), 1);
         QCOMPARE(one("SELECT EventType, EventType2, EventType2Name FROM RegistryValueSet"),
                  QString("SetValue|13|Registry Value Set"));
-        QCOMPARE(rows("SELECT FID, TargetObject FROM AllRegTargets"), QStringList{"1|HKLM\\Software\\Run\\x"});
+        QCOMPARE(rows("SELECT FID, TargetObject FROM AllRegTargets"),
+                 QStringList{"1|HKLM\\Software\\Run\\x"});
         QCOMPARE(one("SELECT QueryStatus, QueryStatusDescription FROM DNSQuery"),
                  QString("0|The operation completed successfully"));
-        QVERIFY(one("SELECT EventDetails FROM AllEvents WHERE GID = 2")
-                    .endsWith("  Image :  \r\n  dns.exe  \r\n  DNS Query :  \r\n  example.org  \r\n  Query Status :  "
-                              "\r\n  The operation completed successfully (Code:0)  \r\n"));
+        QVERIFY(
+            one("SELECT EventDetails FROM AllEvents WHERE GID = 2")
+                .endsWith(
+                    "  Image :  \r\n  dns.exe  \r\n  DNS Query :  \r\n  example.org  \r\n  Query Status :  "
+                    "\r\n  The operation completed successfully (Code:0)  \r\n"));
     }
 
     void droppedEventsAreCounted() {
@@ -247,16 +278,24 @@ private slots:
     }
 
     void wmiBindingAlwaysFails() {
-        const Items binding{{"UtcTime", "2020-01-01 00:00:00.000"}, {"Operation", "Created"}, {"Consumer", "c"},
-                            {"Filter", "f"}, {"RuleName", "r"}};
+        const Items binding{{"UtcTime", "2020-01-01 00:00:00.000"},
+                            {"Operation", "Created"},
+                            {"Consumer", "c"},
+                            {"Filter", "f"},
+                            {"RuleName", "r"}};
         import(SysmonLogBuilder()
                    .event(21, binding)
-                   .event(5, {{"UtcTime", "2020-01-01 00:00:01.000"}, {"ProcessGuid", "{P}"}, {"Operation", "x"}})
+                   .event(5, {{"UtcTime", "2020-01-01 00:00:01.000"},
+                              {"ProcessGuid", "{P}"},
+                              { "Operation",
+                                "x" }})
                    .utf8());
         QCOMPARE(modalResult(), 3);
-        QCOMPARE(m_import->report().labelMessage(), QString("Error: WmibindingTable: Field 'Computer' not found\n"));
+        QCOMPARE(m_import->report().labelMessage(),
+                 QString("Error: WmibindingTable: Field 'Computer' not found\n"));
         // Master rows of both events are stored; the binding row stays pending and is dropped at the end.
-        QCOMPARE(rows("SELECT EventType, CorrelationGuid FROM AllEvents"), (QStringList{"21|wmiEventBinding", "5|{P}"}));
+        QCOMPARE(rows("SELECT EventType, CorrelationGuid FROM AllEvents"),
+                 (QStringList{"21|wmiEventBinding", "5|{P}"}));
         QCOMPARE(one("SELECT COUNT(*) FROM WMIBinding"), QString("0"));
         // The items of the failed event were not cleared: the next event's Operation was dropped.
         QCOMPARE(m_import->report().statusBarLog(), QString("Seems like import was not fully succesful!"));
@@ -265,8 +304,14 @@ private slots:
     void staleItemsAfterAFailure() {
         // A bad number fails the first event; its items stay and win over the next event's.
         import(SysmonLogBuilder()
-                   .event(5, {{"UtcTime", "2020-01-01 00:00:00.000"}, {"ProcessGuid", "{A}"}, {"ProcessId", "abc"}})
-                   .event(5, {{"UtcTime", "2020-01-01 00:00:01.000"}, {"ProcessGuid", "{B}"}, {"ProcessId", "12"}})
+                   .event(5, {{"UtcTime", "2020-01-01 00:00:00.000"},
+                              {"ProcessGuid", "{A}"},
+                              { "ProcessId",
+                                "abc" }})
+                   .event(5, {{"UtcTime", "2020-01-01 00:00:01.000"},
+                              {"ProcessGuid", "{B}"},
+                              { "ProcessId",
+                                "12" }})
                    .utf8());
         QCOMPARE(modalResult(), 3);
         QCOMPARE(m_import->report().errorMessage().first(), QString("'abc' is not a valid integer value"));
@@ -274,7 +319,11 @@ private slots:
     }
 
     void dateWithoutFraction() {
-        import(SysmonLogBuilder().event(5, {{"UtcTime", "2020-01-01 10:00:00"}, {"ProcessGuid", "{P}"}}).utf8());
+        import(SysmonLogBuilder()
+                   .event(5, {{"UtcTime", "2020-01-01 10:00:00"},
+                              { "ProcessGuid",
+                                "{P}" }})
+                   .utf8());
         QCOMPARE(modalResult(), 3);
         QCOMPARE(m_import->report().errorMessage(), QStringList{});
         QCOMPARE(one("SELECT UtcTime FROM AllEvents"), QString("1899-12-30 00:00:00.000"));
@@ -288,7 +337,8 @@ private slots:
                                {"GrantedAccess", "0x1410"},
                                {"TargetFilename", "line1\r\nline2\rx\"q\""},
                                {"Image", QString()},
-                               {"Image", "C:\\second.exe"}})
+                               { "Image",
+                                 "C:\\second.exe" }})
                    .utf8());
         QCOMPARE(modalResult(), 1);
         QCOMPARE(m_import->report().statusBarLog(), QString());
@@ -299,7 +349,10 @@ private slots:
 
     void duplicateItemsKeepTheFirst() {
         import(SysmonLogBuilder()
-                   .event(5, {{"UtcTime", "2020-01-01 00:00:00.000"}, {"ProcessGuid", "{A}"}, {"ProcessGuid", "{B}"}})
+                   .event(5, {{"UtcTime", "2020-01-01 00:00:00.000"},
+                              {"ProcessGuid", "{A}"},
+                              { "ProcessGuid",
+                                "{B}" }})
                    .utf8());
         QCOMPARE(modalResult(), 1);
         QCOMPARE(m_import->report().statusBarLog(), QString("Seems like import was not fully succesful!"));
@@ -312,7 +365,10 @@ private slots:
         QTest::addColumn<int>("masterRows");
         const Items item{{"UtcTime", "2020-01-01 00:00:00.000"}, {"ProcessGuid", "{P}"}};
         QTest::newRow("event id not a number")
-            << SysmonLogBuilder().event(5, item).raw("<Event><System><EventID>1a</EventID></System></Event>").utf8()
+            << SysmonLogBuilder()
+                   .event(5, item)
+                   .raw("<Event><System><EventID>1a</EventID></System></Event>")
+                   .utf8()
             << "'1a' is not a valid integer value" << 1;
     }
 
@@ -349,7 +405,8 @@ private slots:
         QByteArray cut = three.utf8();
         cut.truncate(cut.lastIndexOf("<EventData>") + 30);
         QTest::newRow("cut in an event") << cut << 2;
-        QTest::newRow("nothing of use") << QByteArray("<?xml version=\"1.0\"?><Events><Foo>bar</Foo></Events>") << 0;
+        QTest::newRow("nothing of use")
+            << QByteArray("<?xml version=\"1.0\"?><Events><Foo>bar</Foo></Events>") << 0;
     }
 
     void readerTolerance() {
@@ -367,16 +424,21 @@ private slots:
                    .event(1, processCreate())
                    .event(3, network("10.0.0.5", "8.8.8.8"))
                    .event(3, network("fe80::1", "8.8.4.4"))
-                   .event(2, {{"UtcTime", "2020-01-01 00:00:00.000"}, {"ProcessGuid", "{P}"}, {"Image", "C:\\a.exe"}})
+                   .event(2, {{"UtcTime", "2020-01-01 00:00:00.000"},
+                              {"ProcessGuid", "{P}"},
+                              { "Image",
+                                "C:\\a.exe" }})
                    .utf8(),
                true, "127.0.0.1:9");
         QVERIFY(m_import->geolocating());
         QCOMPARE(modalResult(), 3);
-        QCOMPARE(m_import->report().errorMessage(), QStringList{"AlleventsTable: Field 'OriginalFileName' not found"});
+        QCOMPARE(m_import->report().errorMessage(),
+                 QStringList{"AlleventsTable: Field 'OriginalFileName' not found"});
         QCOMPARE(one("SELECT OriginalFileName FROM ProcessCreate"), QString("<null>"));
-        QCOMPARE(rows("SELECT SourceCountry, SourceCountryCode, DestinationCountry, DestinationCountryCode FROM "
-                      "NetworkConnectionDetected"),
-                 (QStringList{"n/a|n/a||", "n/a|n/a||"}));
+        QCOMPARE(
+            rows("SELECT SourceCountry, SourceCountryCode, DestinationCountry, DestinationCountryCode FROM "
+                 "NetworkConnectionDetected"),
+            (QStringList{"n/a|n/a||", "n/a|n/a||"}));
         QCOMPARE(one("SELECT COUNT(*) FROM FileCreationTimeChanged"), QString("0"));
     }
 };

@@ -36,11 +36,11 @@ private slots:
         const SysmonLogBuilder::Items item{{"UtcTime", "2024-01-01 00:00:00.000"}, {"ProcessGuid", "{P}"}};
         QTest::newRow("done") << log("ok.xml", SysmonLogBuilder().event(5, item).event(4, item)) << 0
                               << "Done! Imported 2 Events\n";
-        QTest::newRow("mapper failure")
-            << log("binding.xml", SysmonLogBuilder().event(21, item)) << 3
-            << "Error: WmibindingTable: Field 'Computer' not found\n";
-        QTest::newRow("duplicate item") << log("dup.xml", SysmonLogBuilder().event(5, item + item)) << 0
-                                        << "Done! Imported 1 Events\nSeems like import was not fully succesful!\n";
+        QTest::newRow("mapper failure") << log("binding.xml", SysmonLogBuilder().event(21, item)) << 3
+                                        << "Error: WmibindingTable: Field 'Computer' not found\n";
+        QTest::newRow("duplicate item")
+            << log("dup.xml", SysmonLogBuilder().event(5, item + item)) << 0
+            << "Done! Imported 1 Events\nSeems like import was not fully succesful!\n";
     }
     void outcomes() {
         QFETCH(QString, file);
@@ -63,7 +63,8 @@ private slots:
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write("precious");
         file.close();
-        const QString xml = log("k.xml", SysmonLogBuilder().event(5, {{"UtcTime", "2024-01-01 00:00:00.000"}}));
+        const QString xml =
+            log("k.xml", SysmonLogBuilder().event(5, {{"UtcTime", "2024-01-01 00:00:00.000"}}));
         Run r = run({"--db", db, xml});
         QCOMPARE(r.exitCode, 2);
         QVERIFY(r.err.contains("--force"));

@@ -12,11 +12,16 @@ private slots:
     void clearText_data() {
         QTest::addColumn<QString>("input");
         QTest::addColumn<QString>("output");
-        QTest::newRow("plain") << "C:\\a.exe" << "C:\\a.exe";
-        QTest::newRow("cr lf") << "a\r\nb" << "a\\nb";
-        QTest::newRow("lone lf and cr stay") << "a\nb\rc" << "a\nb\rc";
-        QTest::newRow("quotes") << "\"C:\\x y\\a.exe\" -k" << "\\\"C:\\x y\\a.exe\\\" -k";
-        QTest::newRow("cr cr lf") << "a\r\r\nb" << "a\r\\nb";
+        QTest::newRow("plain") << "C:\\a.exe"
+                               << "C:\\a.exe";
+        QTest::newRow("cr lf") << "a\r\nb"
+                               << "a\\nb";
+        QTest::newRow("lone lf and cr stay") << "a\nb\rc"
+                                             << "a\nb\rc";
+        QTest::newRow("quotes") << "\"C:\\x y\\a.exe\" -k"
+                                << "\\\"C:\\x y\\a.exe\\\" -k";
+        QTest::newRow("cr cr lf") << "a\r\r\nb"
+                                  << "a\r\\nb";
     }
     void clearText() {
         QFETCH(QString, input);
@@ -69,15 +74,24 @@ private slots:
     void utcTime_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("stored"); // empty: no date
-        QTest::newRow("sysmon") << "2019-04-27 15:57:25.868" << "2019-04-27 15:57:25.868";
-        QTest::newRow("short fraction is milliseconds") << "2019-04-27 15:57:25.12" << "2019-04-27 15:57:25.012";
-        QTest::newRow("fraction above 999") << "2019-04-27 15:57:25.1234" << "";
-        QTest::newRow("no fraction") << "2019-04-27 15:57:25" << "";
-        QTest::newRow("empty fraction") << "2019-04-27 15:57:25." << "";
-        QTest::newRow("bad month") << "2019-13-27 15:57:25.000" << "";
-        QTest::newRow("29 february") << "2020-02-29 00:00:00.000" << "2020-02-29 00:00:00.000";
-        QTest::newRow("no 29 february") << "2019-02-29 00:00:00.000" << "";
-        QTest::newRow("iso form") << "2019-04-27T15:57:25.868Z" << "";
+        QTest::newRow("sysmon") << "2019-04-27 15:57:25.868"
+                                << "2019-04-27 15:57:25.868";
+        QTest::newRow("short fraction is milliseconds") << "2019-04-27 15:57:25.12"
+                                                        << "2019-04-27 15:57:25.012";
+        QTest::newRow("fraction above 999") << "2019-04-27 15:57:25.1234"
+                                            << "";
+        QTest::newRow("no fraction") << "2019-04-27 15:57:25"
+                                     << "";
+        QTest::newRow("empty fraction") << "2019-04-27 15:57:25."
+                                        << "";
+        QTest::newRow("bad month") << "2019-13-27 15:57:25.000"
+                                   << "";
+        QTest::newRow("29 february") << "2020-02-29 00:00:00.000"
+                                     << "2020-02-29 00:00:00.000";
+        QTest::newRow("no 29 february") << "2019-02-29 00:00:00.000"
+                                        << "";
+        QTest::newRow("iso form") << "2019-04-27T15:57:25.868Z"
+                                  << "";
     }
     void utcTime() {
         QFETCH(QString, text);
@@ -91,11 +105,16 @@ private slots:
     void baseNames_data() {
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("base");
-        QTest::newRow("path") << "C:\\Windows\\System32\\cmd.exe" << "cmd.exe";
-        QTest::newRow("drive only") << "C:cmd.exe" << "cmd.exe";
-        QTest::newRow("no folder") << "cmd.exe" << "cmd.exe";
-        QTest::newRow("ipv6") << "fe80::1c2d" << "1c2d";
-        QTest::newRow("trailing backslash") << "C:\\dir\\" << "";
+        QTest::newRow("path") << "C:\\Windows\\System32\\cmd.exe"
+                              << "cmd.exe";
+        QTest::newRow("drive only") << "C:cmd.exe"
+                                    << "cmd.exe";
+        QTest::newRow("no folder") << "cmd.exe"
+                                   << "cmd.exe";
+        QTest::newRow("ipv6") << "fe80::1c2d"
+                              << "1c2d";
+        QTest::newRow("trailing backslash") << "C:\\dir\\"
+                                            << "";
     }
     void baseNames() {
         QFETCH(QString, path);
@@ -107,8 +126,10 @@ private slots:
     void localeDates_data() {
         QTest::addColumn<QString>("locale");
         QTest::addColumn<QString>("text");
-        QTest::newRow("en_US") << "en_US" << "4/27/19 3:57:25 PM";
-        QTest::newRow("de_DE") << "de_DE" << "27.04.19 15:57:25";
+        QTest::newRow("en_US") << "en_US"
+                               << "4/27/19 3:57:25 PM";
+        QTest::newRow("de_DE") << "de_DE"
+                               << "27.04.19 15:57:25";
     }
     void localeDates() {
         QFETCH(QString, locale);

@@ -75,10 +75,10 @@ private slots:
         QTest::newRow("wmi binding row") << "INSERT INTO WMIBinding (FID) VALUES (1)" << true;
         QTest::newRow("dns queries only") << "INSERT INTO DNSQuery (FID) VALUES (1)" << false;
         QTest::newRow("master row only") << "INSERT INTO AllEvents (CorrelationGuid) VALUES ('x')" << false;
-        QTest::newRow("one table more") << "INSERT INTO ProcessCreate (FID) VALUES (1); CREATE TABLE Extra (a)"
-                                        << false;
-        QTest::newRow("one table less") << "INSERT INTO ProcessCreate (FID) VALUES (1); DROP TABLE AllPorts"
-                                        << false;
+        QTest::newRow("one table more")
+            << "INSERT INTO ProcessCreate (FID) VALUES (1); CREATE TABLE Extra (a)" << false;
+        QTest::newRow("one table less")
+            << "INSERT INTO ProcessCreate (FID) VALUES (1); DROP TABLE AllPorts" << false;
     }
 
     void hasImportedData() {
@@ -122,7 +122,9 @@ private slots:
         net.append();
         net.setInteger("FID", 1);
         net.post();
-        TQuery q("row", "SELECT SourceIp, DestinationCountry, EventType, EventTypeName FROM NetworkConnectionDetected");
+        TQuery q(
+            "row",
+            "SELECT SourceIp, DestinationCountry, EventType, EventTypeName FROM NetworkConnectionDetected");
         q.open(data.connection());
         QCOMPARE(q.text(0), QString("0.0.0.0"));
         QCOMPARE(q.text(1), QString("n/a"));
@@ -133,9 +135,10 @@ private slots:
         hashes.setInteger("FID", 1);
         hashes.setText("SHA1", "abc");
         hashes.post();
-        QCOMPARE(scalar(data, "SELECT ReportedByVT || '|' || MD5 || '|' || SHA1 || '|' || SHA256 FROM AllHashes")
-                     .toString(),
-                 QString("Never asked|nohash|abc|nohash"));
+        QCOMPARE(
+            scalar(data, "SELECT ReportedByVT || '|' || MD5 || '|' || SHA1 || '|' || SHA256 FROM AllHashes")
+                .toString(),
+            QString("Never asked|nohash|abc|nohash"));
     }
 
     void textsAreCutToTheFieldWidth_data() {
@@ -144,15 +147,30 @@ private slots:
         QTest::addColumn<QString>("value");
         QTest::addColumn<QString>("stored");
         const QString longPath = "C:\\" + QString(297, 'a');
-        QTest::newRow("image 300 -> 256") << "ProcesscreateTable" << "Image" << longPath << longPath.left(256);
-        QTest::newRow("ipv6 address -> 15") << "AllipaddressesTable" << "IPAddress" << "fe80::1c2d:3e4f:5a6b:7c8d"
+        QTest::newRow("image 300 -> 256") << "ProcesscreateTable"
+                                          << "Image" << longPath << longPath.left(256);
+        QTest::newRow("ipv6 address -> 15") << "AllipaddressesTable"
+                                            << "IPAddress"
+                                            << "fe80::1c2d:3e4f:5a6b:7c8d"
                                             << "fe80::1c2d:3e4f";
-        QTest::newRow("source ip keeps 40") << "NetworkconnectiondetectedTable" << "SourceIp"
-                                            << "fe80::1c2d:3e4f:5a6b:7c8d" << "fe80::1c2d:3e4f:5a6b:7c8d";
-        QTest::newRow("multi-byte counts characters") << "AllportsTable" << "Port" << "äöüßéèx" << "äöüßéè";
-        QTest::newRow("astral counts two units") << "AllportsTable" << "Port" << "ab😀cde" << "ab😀cd";
-        QTest::newRow("astral not split") << "AllportsTable" << "Port" << "abcde😀" << "abcde";
-        QTest::newRow("default width 20") << "AllportsTable" << "PortName" << QString(25, 'p') << QString(20, 'p');
+        QTest::newRow("source ip keeps 40") << "NetworkconnectiondetectedTable"
+                                            << "SourceIp"
+                                            << "fe80::1c2d:3e4f:5a6b:7c8d"
+                                            << "fe80::1c2d:3e4f:5a6b:7c8d";
+        QTest::newRow("multi-byte counts characters") << "AllportsTable"
+                                                      << "Port"
+                                                      << "äöüßéèx"
+                                                      << "äöüßéè";
+        QTest::newRow("astral counts two units") << "AllportsTable"
+                                                 << "Port"
+                                                 << "ab😀cde"
+                                                 << "ab😀cd";
+        QTest::newRow("astral not split") << "AllportsTable"
+                                          << "Port"
+                                          << "abcde😀"
+                                          << "abcde";
+        QTest::newRow("default width 20") << "AllportsTable"
+                                          << "PortName" << QString(25, 'p') << QString(20, 'p');
     }
 
     void textsAreCutToTheFieldWidth() {
@@ -177,11 +195,16 @@ private slots:
         QTest::addColumn<QString>("dataset");
         QTest::addColumn<QString>("field");
         QTest::addColumn<QString>("message");
-        QTest::newRow("binding has no computer field")
-            << "WmibindingTable" << "Computer" << "WmibindingTable: Field 'Computer' not found";
+        QTest::newRow("binding has no computer field") << "WmibindingTable"
+                                                       << "Computer"
+                                                       << "WmibindingTable: Field 'Computer' not found";
         QTest::newRow("master has no original file name")
-            << "AlleventsTable" << "OriginalFileName" << "AlleventsTable: Field 'OriginalFileName' not found";
-        QTest::newRow("key is read-only") << "AlleventsTable" << "GID" << "AlleventsTable: Field 'GID' cannot be modified";
+            << "AlleventsTable"
+            << "OriginalFileName"
+            << "AlleventsTable: Field 'OriginalFileName' not found";
+        QTest::newRow("key is read-only") << "AlleventsTable"
+                                          << "GID"
+                                          << "AlleventsTable: Field 'GID' cannot be modified";
     }
 
     void datasetFailures() {
@@ -263,9 +286,9 @@ private slots:
                 gids << search.value("GID").toInt();
             return gids;
         };
-        QCOMPARE(find("4242"), QList<int>{1});   // a numeric column, cast to text
-        QCOMPARE(find("8.8.8"), QList<int>{2});  // another table of the union
-        QCOMPARE(find(""), (QList<int>{1, 2}));  // every event with a non-null searched column
+        QCOMPARE(find("4242"), QList<int>{1});  // a numeric column, cast to text
+        QCOMPARE(find("8.8.8"), QList<int>{2}); // another table of the union
+        QCOMPARE(find(""), (QList<int>{1, 2})); // every event with a non-null searched column
         QCOMPARE(find("nothing"), QList<int>{});
     }
 };

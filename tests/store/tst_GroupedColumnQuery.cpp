@@ -15,15 +15,19 @@ private slots:
         QTest::addColumn<QString>("base");
         QTest::newRow("start text") << "SELECT ImageExe FROM AllImageExes\nGROUP BY LOWER(ImageExe);" << true
                                     << "SELECT ImageExe FROM AllImageExes";
-        QTest::newRow("filter text") << "SELECT ImageExe FROM AllImageExes\nWHERE EventType = 8 OR\nEventType = 11\n"
-                                        "GROUP BY ImageExe"
-                                     << true << "SELECT ImageExe FROM AllImageExes\nWHERE EventType = 8 OR\nEventType = 11";
-        QTest::newRow("parameter") << "SELECT Image FROM AllImageExes\nWHERE LOWER(ImageExe) = LOWER(:ImageName)\n"
-                                      "GROUP BY LOWER(Image);"
-                                   << true << "SELECT Image FROM AllImageExes\nWHERE LOWER(ImageExe) = LOWER(:ImageName)";
+        QTest::newRow("filter text")
+            << "SELECT ImageExe FROM AllImageExes\nWHERE EventType = 8 OR\nEventType = 11\n"
+               "GROUP BY ImageExe"
+            << true << "SELECT ImageExe FROM AllImageExes\nWHERE EventType = 8 OR\nEventType = 11";
+        QTest::newRow("parameter")
+            << "SELECT Image FROM AllImageExes\nWHERE LOWER(ImageExe) = LOWER(:ImageName)\n"
+               "GROUP BY LOWER(Image);"
+            << true << "SELECT Image FROM AllImageExes\nWHERE LOWER(ImageExe) = LOWER(:ImageName)";
         QTest::newRow("no grouping") << "SELECT ImageExe FROM AllImageExes" << false << "";
-        QTest::newRow("other column") << "SELECT Image FROM AllImageExes GROUP BY LOWER(ImageExe)" << false << "";
-        QTest::newRow("aggregate") << "SELECT ImageExe, COUNT(*) FROM ProcessCreate GROUP BY ImageExe" << false << "";
+        QTest::newRow("other column")
+            << "SELECT Image FROM AllImageExes GROUP BY LOWER(ImageExe)" << false << "";
+        QTest::newRow("aggregate") << "SELECT ImageExe, COUNT(*) FROM ProcessCreate GROUP BY ImageExe"
+                                   << false << "";
     }
     void shapes() {
         QFETCH(QString, sql);
@@ -55,10 +59,13 @@ private slots:
             if (v.isNull())
                 return QString("<null>");
             const QString s = v.toString();
-            return grouping.startsWith("LOWER") ? s.toLower() : grouping.startsWith("UPPER") ? s.toUpper() : s;
+            return grouping.startsWith("LOWER")   ? s.toLower()
+                   : grouping.startsWith("UPPER") ? s.toUpper()
+                                                  : s;
         };
         while (expected.step())
-            keys << keyOf(expected.isNull(0) ? QVariant() : QVariant(QString::fromUtf8(expected.columnText(0).data())));
+            keys << keyOf(expected.isNull(0) ? QVariant()
+                                             : QVariant(QString::fromUtf8(expected.columnText(0).data())));
         const auto query = GroupedColumnQuery::parse(sql);
         QVERIFY(query);
         auto base = db.prepare(query->baseSql);
@@ -73,10 +80,14 @@ private slots:
         QTest::addColumn<QString>("value");
         QTest::addColumn<QString>("text");
         QTest::addColumn<bool>("match");
-        QTest::newRow("ascii case") << "SvcHost.exe" << "HOST" << true;
-        QTest::newRow("empty text") << "a" << "" << true;
-        QTest::newRow("absent") << "cmd.exe" << "ps" << false;
-        QTest::newRow("non-ascii keeps case") << "Ärger" << "ä" << false;
+        QTest::newRow("ascii case") << "SvcHost.exe"
+                                    << "HOST" << true;
+        QTest::newRow("empty text") << "a"
+                                    << "" << true;
+        QTest::newRow("absent") << "cmd.exe"
+                                << "ps" << false;
+        QTest::newRow("non-ascii keeps case") << "Ärger"
+                                              << "ä" << false;
     }
     void likeMatches() {
         QFETCH(QString, value);

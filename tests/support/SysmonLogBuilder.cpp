@@ -34,7 +34,9 @@ QString SysmonLogBuilder::text(bool withRoot) const {
     return doc;
 }
 
-QByteArray SysmonLogBuilder::utf8(bool withRoot) const { return text(withRoot).toUtf8(); }
+QByteArray SysmonLogBuilder::utf8(bool withRoot) const {
+    return text(withRoot).toUtf8();
+}
 
 bool SysmonLogBuilder::write(const QString& path, bool withRoot) const {
     QFile file(path);

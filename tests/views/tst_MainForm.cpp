@@ -4,8 +4,8 @@
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TLinkGrid.h"
-#include "toolkit/TPagedQueryModel.h"
 #include "toolkit/TNodeDiagram.h"
+#include "toolkit/TPagedQueryModel.h"
 #include "toolkit/TPropertyGrid.h"
 #include "views/TMainForm.h"
 
@@ -35,7 +35,10 @@ const QString kBig1000 = "{BBBBBBBB-0000-0000-0000-000000001000}";
 const QString kBig1001 = "{BBBBBBBB-0000-0000-0000-000000001001}";
 
 SysmonLogBuilder::Items item(const QString& guid, const QString& image, int second, int ms = 0) {
-    return {{"UtcTime", QString("2024-05-01 10:%1:%2.%3").arg(second / 60, 2, 10, QChar('0')).arg(second % 60, 2, 10, QChar('0')).arg(ms, 3, 10, QChar('0'))},
+    return {{"UtcTime", QString("2024-05-01 10:%1:%2.%3")
+                            .arg(second / 60, 2, 10, QChar('0'))
+                            .arg(second % 60, 2, 10, QChar('0'))
+                            .arg(ms, 3, 10, QChar('0'))},
             {"ProcessGuid", guid},
             {"ProcessId", "100"},
             {"Image", image},
@@ -50,7 +53,9 @@ SysmonLogBuilder::Items item(const QString& guid, const QString& image, int seco
 QByteArray sampleLog() {
     SysmonLogBuilder log;
     const QString tool = "C:\\Tools\\tool.exe";
-    log.event(1, item(kG1, tool, 1), "WS-01").event(3, item(kG1, tool, 2), "WS-01").event(5, item(kG1, tool, 3), "WS-01");
+    log.event(1, item(kG1, tool, 1), "WS-01")
+        .event(3, item(kG1, tool, 2), "WS-01")
+        .event(5, item(kG1, tool, 3), "WS-01");
     log.event(11, item(kG2, tool, 4), "WS-01");
     log.event(11, item(kG3, tool, 5), "WS-02");
     for (int i = 0; i < 1000; ++i)
@@ -87,7 +92,8 @@ void clickCell(TLinkGrid* grid, const QString& text) {
         const QModelIndex index = grid->model()->index(r, 0);
         if (index.data().toString() == text) {
             grid->view()->scrollTo(index);
-            QTest::mouseClick(grid->view()->viewport(), Qt::LeftButton, {}, grid->view()->visualRect(index).center());
+            QTest::mouseClick(grid->view()->viewport(), Qt::LeftButton, {},
+                              grid->view()->visualRect(index).center());
             return;
         }
     }
@@ -133,7 +139,8 @@ private slots:
     }
 
     void init() {
-        m_settings = std::make_unique<TSharedResourcesModule>(m_dir.filePath(QString("settings%1.ini").arg(++m_counter)));
+        m_settings = std::make_unique<TSharedResourcesModule>(
+            m_dir.filePath(QString("settings%1.ini").arg(++m_counter)));
         SharedResourcesModule = m_settings.get();
         m_data = std::make_unique<TMainDataModule>();
         MainDataModule = m_data.get();
@@ -173,7 +180,8 @@ private slots:
         for (QAction* a : m_form->menuBar()->actions().first()->menu()->actions())
             if (a->isVisible() && !a->isSeparator())
                 visible << a->text();
-        QCOMPARE(visible, (QStringList{"&Load existing data", "&Import Sysmon Event logs...", "&Preferences", "E&xit"}));
+        QCOMPARE(visible, (QStringList{"&Load existing data", "&Import Sysmon Event logs...", "&Preferences",
+                                       "E&xit"}));
     }
 
     void hiddenShortcuts() {
@@ -194,7 +202,8 @@ private slots:
         QVERIFY(QFile::exists(m_form->databasePath())); // made by connecting
         QVERIFY(!m_form->dataLoaded());
         m_form->CheckDatabaseVersionMenuItemClick();
-        QCOMPARE(script.texts().last(), QString("No data is currently loaded, either import or load an existing data"));
+        QCOMPARE(script.texts().last(),
+                 QString("No data is currently loaded, either import or load an existing data"));
     }
 
     void importThenLoad() {
@@ -225,7 +234,9 @@ private slots:
         script.answer(false);
         m_form->ImportSysmonLogsMenuItemClick();
         QCOMPARE(script.texts("question").size(), 1);
-        QVERIFY(script.texts("question").first().startsWith("Are you sure? This will delete all existing data!\r\n"));
+        QVERIFY(script.texts("question")
+                    .first()
+                    .startsWith("Are you sure? This will delete all existing data!\r\n"));
         QVERIFY(QFile::exists(m_form->databasePath()));
         QVERIFY(grid("cxGridImages")->emptyTextShown()); // closed, until loaded again
         QVERIFY(m_form->dataLoaded());
@@ -238,11 +249,14 @@ private slots:
 
     void failedImport() {
         const QString broken = m_dir.filePath("binding.xml");
-        QVERIFY(SysmonLogBuilder().event(21, {{"UtcTime", "2024-01-01 00:00:00.000"}, {"Operation", "Created"}}).write(broken));
+        QVERIFY(SysmonLogBuilder()
+                    .event(21, {{"UtcTime", "2024-01-01 00:00:00.000"}, {"Operation", "Created"}})
+                    .write(broken));
         MessageScript script;
         script.fileName(broken).dialog(runImportDialog);
         m_form->ImportSysmonLogsMenuItemClick();
-        QCOMPARE(script.texts("message"), QStringList{"Something went wrong! Please contact support@kelvane.org"});
+        QCOMPARE(script.texts("message"),
+                 QStringList{"Something went wrong! Please contact support@kelvane.org"});
         QVERIFY(!m_form->dataLoaded());
     }
 
@@ -304,8 +318,10 @@ private slots:
         script.answer(false);
         m_form->cxGridDBColumnImageSessionsPropertiesStartClick(kBig1001);
         QCOMPARE(script.texts("question").size(), 1);
-        QVERIFY(script.texts("question").first().startsWith(
-            "Too many events associated with this session (1001 events).\r\nBuilding a map"));
+        QVERIFY(
+            script.texts("question")
+                .first()
+                .startsWith("Too many events associated with this session (1001 events).\r\nBuilding a map"));
         QVERIFY(script.texts("question").first().endsWith("filter session  " + kBig1001 + "  events?"));
         auto* tabs = find<QTabWidget>("PageControlMain");
         QCOMPARE(tabs->currentWidget()->objectName(), QString("TabSheetImages"));
