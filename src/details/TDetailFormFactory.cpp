@@ -1,9 +1,12 @@
 #include "details/TDetailFormFactory.h"
 
 #include "details/TDetailForms.h"
+#include "settings/TSysmonEventData.h"
 #include "store/EventCatalogue.h"
+#include "toolkit/TNodeDiagram.h"
 
 #include <memory>
+#include <stdexcept>
 #include <string_view>
 
 namespace kelvane {
@@ -74,6 +77,14 @@ QWidget* openDetailFormByType(QWidget* owner, int eventType, qint64 gid) {
 QWidget* openDetailFormByTable(QWidget* owner, const QString& table, qint64 gid) {
     const EventTypeInfo* type = catalogue::findByTable(table.toStdString());
     return type ? openForm(owner, *type, gid) : nullptr;
+}
+
+QWidget* openDetailFormOfSelection(QWidget* owner, const ui::TNodeDiagram& diagram) {
+    const ui::TDiagramNode* node = diagram.selectedNode();
+    if (!node)
+        throw std::runtime_error("Access violation: no node is selected");
+    const auto* record = node->recordAs<TSysmonEventData>();
+    return record ? openDetailFormByType(owner, record->EventType, record->GID) : nullptr;
 }
 
 } // namespace kelvane

@@ -6,6 +6,9 @@
 class QWidget;
 
 namespace kelvane {
+namespace ui {
+class TNodeDiagram;
+}
 
 // Each call makes a new detail form owned by `owner` (closing the owner closes it), fills it with
 // the event's row and shows it, not modally. When filling fails the form is freed and the failure
@@ -16,5 +19,9 @@ namespace kelvane {
 QWidget* openDetailFormByType(QWidget* owner, int eventType, qint64 gid);
 // By the name of the event's table, as the all-events grid opens them; an unknown name gives nullptr.
 QWidget* openDetailFormByTable(QWidget* owner, const QString& table, qint64 gid);
+
+// The double click on a diagram: the form of the selected node's event, owned by `owner`. A node
+// without an event opens nothing; a diagram with nothing selected is a fault and throws.
+QWidget* openDetailFormOfSelection(QWidget* owner, const ui::TNodeDiagram& diagram);
 
 } // namespace kelvane

@@ -141,14 +141,8 @@ void TSessionViewForm::FormShow() {
 }
 
 void TSessionViewForm::EventsDiagramDblClick() {
-    TDiagramNode* node = EventsDiagram->selectedNode();
-    if (!node)
-        throw std::runtime_error("Access violation: no node is selected");
-    const auto* record = node->recordAs<TSysmonEventData>();
-    if (!record)
-        return;
     // Owned by this window, so that they close with it.
-    openDetailFormByType(this, record->EventType, record->GID);
+    openDetailFormOfSelection(this, *EventsDiagram);
 }
 
 void TSessionViewForm::EventsDiagramDeletion(TDiagramNode* node) {

@@ -496,30 +496,6 @@ constexpr const char* kWriteOrder[] = {
     "KelvaneVersion",
 };
 
-constexpr const char* kAllEventsViewOrder[] = {
-    "ProcessCreate",
-    "CreateRemoteThreadDetected",
-    "DriverLoaded",
-    "FileCreated",
-    "FileCreationTimeChanged",
-    "FileStreamCreated",
-    "ImageLoaded",
-    "NetworkConnectionDetected",
-    "PipeConnected",
-    "PipeCreated",
-    "ProcessAccessed",
-    "ProcessTerminated",
-    "RawAccessReadDetected",
-    "RegistryObjectAddedOrDeleted",
-    "RegistryObjectRenamed",
-    "RegistryValueSet",
-    "WMIFilter",
-    "WMIConsumer",
-    "WMIBinding",
-    "DNSQuery",
-    "AllEvents",
-};
-
 constexpr const char* kDeleteOrder[] = {
     "ProcessCreate",
     "FileCreationTimeChanged",
@@ -549,29 +525,6 @@ constexpr const char* kDeleteOrder[] = {
     "AllImageExes",
     "AllPorts",
     "KelvaneVersion",
-};
-
-// DNSQuery is not part of the data check: a database of DNS queries alone counts as empty.
-constexpr const char* kCheckDataOrder[] = {
-    "ProcessCreate",
-    "FileCreationTimeChanged",
-    "NetworkConnectionDetected",
-    "ProcessTerminated",
-    "DriverLoaded",
-    "ImageLoaded",
-    "CreateRemoteThreadDetected",
-    "RawAccessReadDetected",
-    "ProcessAccessed",
-    "FileCreated",
-    "RegistryObjectAddedOrDeleted",
-    "RegistryValueSet",
-    "RegistryObjectRenamed",
-    "FileStreamCreated",
-    "PipeCreated",
-    "PipeConnected",
-    "WMIFilter",
-    "WMIConsumer",
-    "WMIBinding",
 };
 
 // Columns of the all-events text search; a trailing '#' marks a numeric column that is cast to text.
@@ -660,7 +613,13 @@ std::span<const char* const> writeDatasetOrder() {
     return kWriteOrder;
 }
 std::span<const char* const> allEventsViewOrder() {
-    return kAllEventsViewOrder;
+    // The twenty type tables in the order of the write side, then the master table.
+    static const std::vector<const char*> order = [] {
+        std::vector<const char*> tables(std::begin(kWriteOrder), std::begin(kWriteOrder) + 20);
+        tables.push_back("AllEvents");
+        return tables;
+    }();
+    return order;
 }
 
 std::string creationScript() {
@@ -700,7 +659,9 @@ std::string deleteAllScript() {
 
 std::string checkDataQuery() {
     std::string sql;
-    for (const char* t : kCheckDataOrder) {
+    // The type tables in the order of the emptying script, but DNSQuery: a database of DNS queries alone
+    // counts as holding no data.
+    for (const char* t : std::span(kDeleteOrder).first(19)) {
         if (!sql.empty())
             sql += "\nUNION ALL\n";
         sql += "SELECT UtcTime FROM ";

@@ -86,6 +86,8 @@ private:
     QWidget* buildEventFilterPanel();
     void installMenuShortcuts();
     void refreshAfterImport();
+    // Opens the connection; says so and gives false when it can't.
+    bool connectDatabase();
     void showLatestChain();
     void openExes();
     void ColorDestinationCountries();

@@ -15,6 +15,19 @@ namespace kelvane {
 
 using ui::MessageService;
 
+bool TMainForm::connectDatabase() {
+    try {
+        m_data.OpenDatabase();
+    } catch (const std::exception&) {
+        // The test below says so.
+    }
+    if (!m_data.HasDatabaseConnection()) {
+        MessageService::message(this, "Unable to connect to the database!");
+        return false;
+    }
+    return true;
+}
+
 void TMainForm::ImportSysmonLogsMenuItemClick() {
     // The views' queries go down with the connection.
     CloseExes();
@@ -37,14 +50,8 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
             return;
         }
     }
-    try {
-        m_data.OpenDatabase();
-    } catch (const std::exception&) {
-    }
-    if (!m_data.HasDatabaseConnection()) {
-        MessageService::message(this, "Unable to connect to the database!");
+    if (!connectDatabase())
         return;
-    }
     const QString fileName =
         MessageService::openFileName(this, "Import Sysmon XML Events", QString(), "XML Files (*.xml)");
     if (fileName.isEmpty())
@@ -78,14 +85,8 @@ void TMainForm::refreshAfterImport() {
 }
 
 void TMainForm::LoadExistingDataMenuItemClick() {
-    try {
-        m_data.OpenDatabase();
-    } catch (const std::exception&) {
-    }
-    if (!m_data.HasDatabaseConnection()) {
-        MessageService::message(this, "Unable to connect to the database!");
+    if (!connectDatabase())
         return;
-    }
     if (!m_data.HasImportedData()) {
         MessageService::message(this, "There are no data to be loaded, import logs first!");
         return;

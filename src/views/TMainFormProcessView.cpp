@@ -133,13 +133,7 @@ void TMainForm::ApplyEventsFilter() {
 }
 
 void TMainForm::EventsDiagramDblClick(ui::TNodeDiagram* sender) {
-    ui::TDiagramNode* node = sender->selectedNode();
-    if (!node)
-        throw std::runtime_error("Access violation: no node is selected");
-    const auto* record = node->recordAs<TSysmonEventData>();
-    if (!record)
-        return;
-    openDetailFormByType(this, record->EventType, record->GID);
+    openDetailFormOfSelection(this, *sender);
 }
 
 void TMainForm::EventsDiagramDeletion(ui::TDiagramNode* node) {
