@@ -23,13 +23,13 @@ int main(int argc, char* argv[]) {
     // The single instances, in the order the rest of the program expects them.
     TMainDataModule dataModule;
     MainDataModule = &dataModule;
-    TSharedResourcesModule settings;
-    SharedResourcesModule = &settings;
     TMainForm mainForm(dataModule);
     auto* about = new TAboutForm(&mainForm);
     about->setObjectName("AboutForm");
-    auto* preferences = new TPreferencesForm(settings, &mainForm);
+    auto* preferences = new TPreferencesForm(&mainForm);
     preferences->setObjectName("PreferencesForm");
+    TSharedResourcesModule settings;
+    SharedResourcesModule = &settings;
     auto* vtTerms = new TFormConfirmationDialog(&mainForm);
     vtTerms->setObjectName("FormConfirmationDialog");
     auto* ipstackTerms = new TFormIPStackConfirmationDialog(&mainForm);

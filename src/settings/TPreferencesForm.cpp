@@ -2,6 +2,8 @@
 
 #include "settings/TSharedResourcesModule.h"
 
+#include <stdexcept>
+
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -32,6 +34,18 @@ QLabel* buddyLabel(const char* name, const QString& text, QLineEdit* buddy, QWid
 } // namespace
 
 TPreferencesForm::TPreferencesForm(TSharedResourcesModule& settings, QWidget* owner)
+    : TPreferencesForm(&settings, owner) {}
+
+TPreferencesForm::TPreferencesForm(QWidget* owner) : TPreferencesForm(nullptr, owner) {}
+
+TSharedResourcesModule& TPreferencesForm::settings() const {
+    TSharedResourcesModule* module = m_settings ? m_settings : SharedResourcesModule;
+    if (!module)
+        throw std::logic_error("The settings module has not been created");
+    return *module;
+}
+
+TPreferencesForm::TPreferencesForm(TSharedResourcesModule* settings, QWidget* owner)
     : QDialog(owner, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                          Qt::WindowCloseButtonHint),
       m_settings(settings) {
@@ -82,19 +96,19 @@ void TPreferencesForm::showEvent(QShowEvent* event) {
 
 void TPreferencesForm::FormShow() {
     // The exact sentinel only: a key stored with blanks around it is shown as stored.
-    const QString vtKey = m_settings.VirusTotalKey();
+    const QString vtKey = settings().VirusTotalKey();
     if (vtKey != TSharedResourcesModule::kNoKey)
         EditVTKey->setText(vtKey);
-    const QString ipstackKey = m_settings.IPStackKey();
+    const QString ipstackKey = settings().IPStackKey();
     if (ipstackKey != TSharedResourcesModule::kNoKey)
         EditIPStackKey->setText(ipstackKey);
 }
 
 void TPreferencesForm::ButtonSaveClick() {
     if (!EditVTKey->text().trimmed().isEmpty())
-        m_settings.setVirusTotalKey(EditVTKey->text());
+        settings().setVirusTotalKey(EditVTKey->text());
     if (!EditIPStackKey->text().trimmed().isEmpty())
-        m_settings.setIPStackKey(EditIPStackKey->text());
+        settings().setIPStackKey(EditIPStackKey->text());
 }
 
 } // namespace kelvane::ui

@@ -22,6 +22,8 @@ public:
     static constexpr int kResultCancel = 2;
 
     explicit TPreferencesForm(TSharedResourcesModule& settings, QWidget* owner = nullptr);
+    // Over the program's settings module, looked up at each use: the form is made before the module.
+    explicit TPreferencesForm(QWidget* owner = nullptr);
 
     // Runs at every showing.
     void FormShow();
@@ -35,7 +37,9 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    TSharedResourcesModule& m_settings;
+    TPreferencesForm(TSharedResourcesModule* settings, QWidget* owner);
+    TSharedResourcesModule& settings() const;
+    TSharedResourcesModule* m_settings = nullptr;
     QGroupBox* GroupBoxAPIKeys = nullptr;
     QLabel* LabelVTKey = nullptr;
     QLineEdit* EditVTKey = nullptr;
