@@ -11,9 +11,12 @@
 
 #include <QDateTime>
 #include <QFont>
+#include <QFontInfo>
+#include <QFontMetrics>
 #include <QSplitter>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <exception>
 #include <stdexcept>
 
@@ -93,6 +96,17 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
         m_grid->addRow(QString::fromLatin1(row.field), QString::fromLatin1(row.caption), options);
     }
     connect(m_grid, &TPropertyGrid::linkClicked, this, &TEventDetailForm::rowLinkClicked);
+    // The sizes were chosen for Tahoma; where a wider font stands in, the form grows with it so that
+    // captions and values are not cut.
+    const QFontMetrics metrics(m_grid->font());
+    constexpr double kTahomaAverageCharWidth = 5.5;
+    const double scale = QFontInfo(m_grid->font()).family() == QLatin1String("Tahoma")
+                             ? 1.0
+                             : std::max(1.0, metrics.averageCharWidth() / kTahomaAverageCharWidth);
+    int widest = static_cast<int>(m_grid->headerWidth() * scale);
+    for (int i = 0; i < m_grid->rowCount(); ++i)
+        widest = std::max(widest, metrics.horizontalAdvance(m_grid->caption(i)) + 2 * metrics.averageCharWidth());
+    m_grid->setHeaderWidth(widest);
 
     auto* frame = new QVBoxLayout(this);
     frame->setContentsMargins(0, 0, 0, 0);
@@ -107,7 +121,10 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
         frame->addWidget(m_grid);
     }
 
-    resize(layout.width, layout.height);
+    // A process GUID, the widest value most forms show, fits beside the captions.
+    const int guidWidth = metrics.horizontalAdvance(QStringLiteral("{00000000-0000-0000-0000-000000000000}"));
+    const int fitting = widest + guidWidth + 4 * metrics.averageCharWidth() + 20;
+    resize(std::max(static_cast<int>(layout.width * scale), fitting), layout.height);
     if (layout.minWidth > 0)
         setMinimumSize(layout.minWidth, layout.minHeight);
 }

@@ -42,20 +42,6 @@ private slots:
         QVERIFY_THROWS_EXCEPTION(sql::Error, data.BuildDatabaseStructure());
     }
 
-    void columnsFollowTheFieldLists() {
-        TMainDataModule data;
-        data.setDatabasePath(newPath());
-        data.BuildDatabaseStructure();
-        for (const TableDef& table : schema::tables()) {
-            TQuery q("columns", std::string("SELECT * FROM ") + table.name);
-            q.open(data.connection());
-            QStringList expected;
-            for (const FieldDef& f : table.fields)
-                expected << f.name;
-            QCOMPARE(q.fieldNames(), expected);
-        }
-    }
-
     void openAndCloseAreIdempotent() {
         TMainDataModule data;
         data.setDatabasePath(newPath());
