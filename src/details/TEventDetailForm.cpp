@@ -26,15 +26,6 @@ namespace {
 
 constexpr int kFontPixelSize = 11;
 
-// A failure in a handler is shown as a message and the form goes on.
-template <class F> void guarded(QWidget* window, F&& handler) {
-    try {
-        handler();
-    } catch (const std::exception& e) {
-        MessageService::message(window, QString::fromUtf8(e.what()));
-    }
-}
-
 FieldKind fieldKind(const TableDef* table, const QString& column) {
     if (table)
         for (const FieldDef& field : table->fields)

@@ -27,15 +27,6 @@ constexpr int kToolbarHeight = 29;
 constexpr int kButtonSize = 25;
 constexpr int kDiagramFontPixelSize = 11;
 
-// A failure in a handler is shown as a message, and what was drawn so far stays.
-template <class F> void guarded(QWidget* window, F&& handler) {
-    try {
-        handler();
-    } catch (const std::exception& e) {
-        MessageService::message(window, QString::fromUtf8(e.what()));
-    }
-}
-
 QToolButton* toolButton(QWidget* parent, const char* name, const char* icon) {
     auto* button = new QToolButton(parent);
     button->setObjectName(QString::fromLatin1(name));

@@ -115,4 +115,12 @@ int MessageService::exec(QDialog* dialog) {
     return dialog->exec();
 }
 
+void guarded(QWidget* owner, const std::function<void()>& handler) {
+    try {
+        handler();
+    } catch (const std::exception& e) {
+        MessageService::message(owner, QString::fromUtf8(e.what()));
+    }
+}
+
 } // namespace kelvane::ui

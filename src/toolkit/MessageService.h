@@ -39,6 +39,10 @@ public:
     };
 };
 
+// Runs an event handler the way the application's default fault handler would: what the handler
+// throws is shown as a message over owner, and the program goes on.
+void guarded(QWidget* owner, const std::function<void()>& handler);
+
 // Installed by a test for its lifetime: answers every modal call from queues and records it.
 // Unanswered questions say No, file dialogs give an empty name, forms give the result 0 (rejected).
 class MessageScript {

@@ -113,13 +113,7 @@ void TMainForm::FormCreate() {
         "Drag \"Event Type\" or \"Process GUID\" column headers here to group events...");
 }
 
-void TMainForm::guarded(const std::function<void()>& handler) {
-    try {
-        handler();
-    } catch (const std::exception& e) {
-        MessageService::message(this, QString::fromUtf8(e.what()));
-    }
-}
+void TMainForm::guarded(const std::function<void()>& handler) { ui::guarded(this, handler); }
 
 void TMainForm::buildMenu() {
     struct Entry {
