@@ -5,7 +5,8 @@
 #include "import/TIPGeolocator.h"
 #include "import/ValueConversions.h"
 #include "store/EventCatalogue.h"
-#include "store/TMainDataModule.h"
+#include "store/TDatasetSource.h"
+#include "store/TTableDataset.h"
 
 #include <algorithm>
 #include <initializer_list>
@@ -123,7 +124,7 @@ struct TEventMapper::TypePlan {
     int fid = -1, computer = -1, ruleName = -1;
 };
 
-TEventMapper::TEventMapper(TMainDataModule& data, ImportReport& report, TIPGeolocator* geolocator)
+TEventMapper::TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeolocator* geolocator)
     : m_data(data), m_report(report), m_geo(geolocator), m_master(&data.tableDataset("AllEvents")),
       m_imageExes(&data.tableDataset("AllImageExes")), m_hashes(&data.tableDataset("AllHashes")),
       m_hosts(&data.tableDataset("AllHosts")), m_addresses(&data.tableDataset("AllIPAddresses")),

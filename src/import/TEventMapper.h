@@ -13,7 +13,7 @@ namespace kelvane {
 
 class ImportReport;
 class TIPGeolocator;
-class TMainDataModule;
+class TDatasetSource;
 class TTableDataset;
 
 // What the reader has gathered of the event being read.
@@ -28,7 +28,7 @@ struct EventState {
 class TEventMapper {
 public:
     // With a geolocator the mapper is the geolocating form; without one, the plain form.
-    TEventMapper(TMainDataModule& data, ImportReport& report, TIPGeolocator* geolocator = nullptr);
+    TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeolocator* geolocator = nullptr);
     ~TEventMapper();
 
     // Called at the end tag of EventData. Writes the event's rows and clears its items; on a failure the
@@ -60,7 +60,7 @@ private:
                    const char* countryCode);
     const TypePlan* planFor(int id) const;
 
-    TMainDataModule& m_data;
+    TDatasetSource& m_data;
     ImportReport& m_report;
     TIPGeolocator* m_geo;
     const EventState* m_state = nullptr;

@@ -1,10 +1,8 @@
 #include "import/TImportController.h"
 
-#include "import/TEventMapper.h"
 #include "import/TIPGeolocator.h"
-#include "import/TParsePipeline.h"
+#include "import/TImportPipeline.h"
 #include "import/TSaxReader.h"
-#include "import/TSysmonEventReader.h"
 #include "store/Schema.h"
 #include "store/TMainDataModule.h"
 
@@ -63,17 +61,16 @@ void TImportController::ImportData() {
 }
 
 void TImportController::ImportWorker() {
-    TEventMapper mapper(m_data, m_report, m_geolocator.get());
-    TSysmonEventReader reader(mapper, m_report);
+    TImportPipeline pipeline(m_data, *m_reader, m_report, m_geolocator.get());
     int sinceCommit = 0;
-    reader.setAfterEvent([&] {
-        m_eventsCount.store(reader.FEventsCount(), std::memory_order_relaxed);
+    const auto afterEvent = [&](std::int64_t events) {
+        m_eventsCount.store(events, std::memory_order_relaxed);
         if (++sinceCommit >= kBatchSize) {
             sinceCommit = 0;
             m_data.commitBatch();
             m_data.beginBatch();
         }
-    });
+    };
     try {
         m_data.beginBatch();
         TQuery& deleteAll = m_data.query("FDQueryDeleteAll");
@@ -84,11 +81,11 @@ void TImportController::ImportWorker() {
         version.setText("SVersion", schema::kDatabaseVersion);
         version.post();
         // A file that is not well formed ends the parse early; what was read so far stays.
-        TParsePipeline(*m_reader).run(FileName.toStdString(), reader);
+        pipeline.run(FileName.toStdString(), afterEvent);
     } catch (const std::exception& e) {
         m_report.workerFailed(QString::fromUtf8(e.what()));
     }
-    m_eventsCount.store(reader.FEventsCount());
+    m_eventsCount.store(pipeline.eventsCount());
     // Every row posted so far goes into the file, whatever the outcome.
     try {
         m_data.commitBatch();

@@ -24,6 +24,7 @@ TMainDataModule::TMainDataModule() {
     for (const char* tableName : schema::writeDatasetOrder()) {
         const TableDef* table = schema::table(tableName);
         m_datasets.push_back(std::make_unique<TTableDataset>(*table, schema::writeFields(*table)));
+        m_datasets.back()->setOrdinal(static_cast<int>(m_datasets.size()) - 1);
     }
 
     addQuery("FDQueryCheckTablesExist", "SELECT COUNT(name) FROM sqlite_master");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "store/Sqlite.h"
+#include "store/TDatasetSource.h"
 #include "store/TQuery.h"
 #include "store/TTableDataset.h"
 
@@ -14,10 +15,10 @@ namespace kelvane {
 
 // The one object through which the program reaches the database: the connection, the write-side
 // datasets of the importers and the named queries of the views. Only one thread uses it at a time.
-class TMainDataModule {
+class TMainDataModule : public TDatasetSource {
 public:
     TMainDataModule();
-    ~TMainDataModule();
+    ~TMainDataModule() override;
     TMainDataModule(const TMainDataModule&) = delete;
     TMainDataModule& operator=(const TMainDataModule&) = delete;
 
@@ -47,7 +48,10 @@ public:
 
     // Write-side dataset by its name (ProcesscreateTable) or by its table (ProcessCreate).
     TTableDataset& dataset(const QString& datasetName);
-    TTableDataset& tableDataset(std::string_view tableName);
+    TTableDataset& tableDataset(std::string_view tableName) override;
+    // The write-side dataset at a place of the open/close order (its ordinal).
+    TTableDataset& datasetAt(int ordinal) { return *m_datasets.at(static_cast<size_t>(ordinal)); }
+    int datasetCount() const { return static_cast<int>(m_datasets.size()); }
 
     // Named queries (FDQueryImages, FDQueryGetSessionEvents, ...) and the read-side datasets of the
     // all-events view (FDQueryAllProcessCreate, ..., FDQueryAllAllEvents).

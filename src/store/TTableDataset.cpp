@@ -1,5 +1,6 @@
 #include "store/TTableDataset.h"
 
+#include <bit>
 #include <set>
 
 namespace kelvane {
@@ -24,8 +25,10 @@ void cutToWidth(std::string& text, int width) {
 
 TTableDataset::TTableDataset(const TableDef& table, std::vector<FieldDef> fields)
     : m_table(table), m_fields(std::move(fields)), m_name(table.datasetName), m_values(m_fields.size()) {
-    for (const FieldDef& field : m_fields)
+    for (const FieldDef& field : m_fields) {
         m_names.emplace_back(field.name);
+        m_hasKey = m_hasKey || field.kind == FieldKind::AutoInc;
+    }
 }
 
 void TTableDataset::open(sql::Database& db) {
@@ -42,15 +45,22 @@ void TTableDataset::open(sql::Database& db) {
     m_pending = false;
 }
 
+void TTableDataset::openRecording(TRowRecorder& recorder, std::int64_t firstKey) {
+    m_recorder = &recorder;
+    m_nextKey = firstKey;
+    m_pending = false;
+}
+
 void TTableDataset::close() {
     m_inserts.clear();
     m_db = nullptr;
+    m_recorder = nullptr;
     m_pending = false;
     m_assignedMask = 0;
 }
 
 void TTableDataset::append() {
-    if (!m_db)
+    if (!active())
         throw DatasetError(m_name + ": Cannot perform this operation on a closed dataset");
     if (m_pending && m_assignedMask != 0)
         post();
@@ -173,13 +183,19 @@ sql::Statement& TTableDataset::insertStatement(std::uint64_t mask) {
 }
 
 void TTableDataset::post() {
-    if (!m_db)
+    if (!active())
         throw DatasetError(m_name + ": Cannot perform this operation on a closed dataset");
     if (!m_pending)
         return;
     for (size_t i = 0; i < m_fields.size(); ++i)
         if ((m_fields[i].flags & FieldFlag::Required) && !m_values[i].assigned)
             throw DatasetError(m_name + ": Field '" + m_fields[i].name + "' must have a value");
+    if (m_recorder) {
+        const std::int64_t key = m_hasKey ? m_nextKey++ : 0;
+        m_recorder->recordRow(*this, key);
+        setKey(key);
+        return;
+    }
     sql::Statement& insert = insertStatement(m_assignedMask);
     int parameter = 1;
     for (size_t i = 0; i < m_fields.size(); ++i) {
@@ -198,13 +214,39 @@ void TTableDataset::post() {
         throw;
     }
     insert.reset();
-    m_lastKey = m_db->lastInsertRowId();
+    setKey(m_db->lastInsertRowId());
+}
+
+void TTableDataset::setKey(std::int64_t key) {
+    m_lastKey = key;
     for (size_t i = 0; i < m_fields.size(); ++i)
         if (m_fields[i].kind == FieldKind::AutoInc) {
             m_values[i].isText = false;
             m_values[i].integer = m_lastKey;
         }
     m_pending = false;
+}
+
+void TTableDataset::insertRecorded(std::uint64_t mask, const RecordedValue* values, std::string_view arena) {
+    if (!m_db)
+        throw DatasetError(m_name + ": Cannot perform this operation on a closed dataset");
+    sql::Statement& insert = insertStatement(mask);
+    const int count = std::popcount(mask);
+    for (int i = 0; i < count; ++i) {
+        const RecordedValue& value = values[i];
+        if (value.isText)
+            insert.bindStatic(i + 1, arena.substr(value.textOffset, value.textLength));
+        else
+            insert.bind(i + 1, value.integer);
+    }
+    try {
+        insert.run();
+    } catch (...) {
+        insert.reset();
+        throw;
+    }
+    insert.reset();
+    m_lastKey = m_db->lastInsertRowId();
 }
 
 } // namespace kelvane

@@ -19,6 +19,23 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// One value of a row prepared on another thread: a number, or text in the batch that carries it.
+struct RecordedValue {
+    std::int64_t integer = 0;
+    std::uint32_t textOffset = 0;
+    std::uint32_t textLength = 0;
+    bool isText = false;
+};
+
+class TTableDataset;
+
+// Takes the rows that a recording dataset posts.
+class TRowRecorder {
+public:
+    virtual ~TRowRecorder() = default;
+    virtual void recordRow(const TTableDataset& dataset, std::int64_t key) = 0;
+};
+
 // Cuts UTF-8 text to at most width characters (UTF-16 units, as the field widths count them),
 // never inside a character.
 void cutToWidth(std::string& text, int width);
@@ -32,12 +49,22 @@ public:
     const std::string& name() const { return m_name; }
     const TableDef& table() const { return m_table; }
     const std::vector<FieldDef>& fields() const { return m_fields; }
-    bool active() const { return m_db != nullptr; }
+    bool active() const { return m_db != nullptr || m_recorder != nullptr; }
 
     // Checks that the table has every field and makes the dataset usable on db.
     void open(sql::Database& db);
     // Drops a pending row and the cached statements.
     void close();
+    // Makes the dataset usable without a database: a post checks the row as usual and hands it to the
+    // recorder; the keys it gives are counted on from firstKey (the next AUTOINCREMENT value).
+    void openRecording(TRowRecorder& recorder, std::int64_t firstKey);
+    // Writes a row prepared by a recording twin of this dataset; texts are read from arena.
+    void insertRecorded(std::uint64_t mask, const RecordedValue* values, std::string_view arena);
+    std::uint64_t assignedMask() const { return m_assignedMask; }
+    bool isTextValue(int field) const { return m_values[static_cast<size_t>(field)].isText; }
+    // The dataset's place in its module's list.
+    int ordinal() const { return m_ordinal; }
+    void setOrdinal(int ordinal) { m_ordinal = ordinal; }
 
     void append();
     bool hasPendingRow() const { return m_pending; }
@@ -80,6 +107,7 @@ private:
         std::string text;
     };
     void assign(int field);
+    void setKey(std::int64_t key);
     sql::Statement& insertStatement(std::uint64_t mask);
 
     const TableDef& m_table;
@@ -91,6 +119,10 @@ private:
     bool m_pending = false;
     std::int64_t m_lastKey = 0;
     sql::Database* m_db = nullptr;
+    TRowRecorder* m_recorder = nullptr;
+    std::int64_t m_nextKey = 1;
+    int m_ordinal = -1;
+    bool m_hasKey = false;
     std::unordered_map<std::uint64_t, sql::Statement> m_inserts;
 };
 
