@@ -102,6 +102,8 @@ int main(int argc, char* argv[]) {
     const QString secondGuid = pick.text(2);
     pick.close();
 
+    if (auto* filter = form.findChild<QWidget*>("PanelEventFilters"))
+        save(filter, out, "event-filter");
     auto* tabs = form.findChild<QTabWidget*>("PageControlMain");
     save(&form, out, "main-process-view-loaded");
     form.cxGridDBColumnImagesPropertiesStartClick(exe);
