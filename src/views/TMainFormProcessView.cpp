@@ -158,10 +158,12 @@ void TMainForm::SpeedButtonExportProcessViewToPDFClick() {
         return;
     }
     const QString fileName =
-        MessageService::saveFileName(this, "Export Diagram", QString(), "Bitmap (*.bmp)");
+        MessageService::saveFileName(this, "Export Diagram to Bitmap", QString(), "BMP Files (*.BMP)");
     if (fileName.isEmpty())
         return;
-    EventsDiagram->renderToImage().save(fileName, "BMP");
+    // Saved under the name as chosen: no extension is added.
+    if (!EventsDiagram->renderToImage().save(fileName, "BMP"))
+        MessageService::message(this, "Unable to write the bitmap " + fileName);
 }
 
 } // namespace kelvane

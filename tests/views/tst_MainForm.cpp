@@ -11,6 +11,7 @@
 
 #include <QCheckBox>
 #include <QDialog>
+#include <QImage>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenuBar>
@@ -369,6 +370,22 @@ private slots:
         }()));
         QVERIFY(session->windowTitle().contains(kG1));
         QVERIFY(session->firstNode());
+    }
+
+    void exportDiagram() {
+        MessageScript script;
+        m_form->SpeedButtonExportProcessViewToPDFClick();
+        QCOMPARE(script.texts(), QStringList{"No content to export!"}); // no dialog either
+        importSample(script);
+        m_form->cxGridDBColumnImagesPropertiesStartClick("tool.exe");
+        m_form->cxGridDBColumnImageSessionsPropertiesStartClick(kG1);
+        const QString file = m_dir.filePath("diagram.picture");
+        script.fileName(file);
+        m_form->SpeedButtonExportProcessViewToPDFClick();
+        QCOMPARE(script.records().back().kind, QString("save"));
+        QCOMPARE(script.records().back().title, QString("Export Diagram to Bitmap"));
+        const QImage saved(file, "BMP"); // the name as chosen, no extension added
+        QCOMPARE(saved.size(), diagram()->drawingSize());
     }
 
     void eventFilter() {
