@@ -5,6 +5,7 @@
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/DarkTheme.h"
+#include "toolkit/TKelvaneApplication.h"
 #include "views/TAboutForm.h"
 #include "views/TMainForm.h"
 
@@ -14,7 +15,7 @@ using namespace kelvane;
 using namespace kelvane::ui;
 
 int main(int argc, char* argv[]) {
-    QApplication app(argc, argv);
+    TKelvaneApplication app(argc, argv);
     QApplication::setApplicationName("Kelvane");
     QApplication::setApplicationDisplayName("Kelvane");
     QApplication::setApplicationVersion("3.1");
