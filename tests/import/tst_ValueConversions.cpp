@@ -9,26 +9,6 @@ class TestValueConversions : public QObject {
     Q_OBJECT
 
 private slots:
-    void clearText_data() {
-        QTest::addColumn<QString>("input");
-        QTest::addColumn<QString>("output");
-        QTest::newRow("plain") << "C:\\a.exe"
-                               << "C:\\a.exe";
-        QTest::newRow("cr lf") << "a\r\nb"
-                               << "a\\nb";
-        QTest::newRow("lone lf and cr stay") << "a\nb\rc"
-                                             << "a\nb\rc";
-        QTest::newRow("quotes") << "\"C:\\x y\\a.exe\" -k"
-                                << "\\\"C:\\x y\\a.exe\\\" -k";
-        QTest::newRow("cr cr lf") << "a\r\r\nb"
-                                  << "a\r\\nb";
-    }
-    void clearText() {
-        QFETCH(QString, input);
-        QFETCH(QString, output);
-        QCOMPARE(QString::fromStdString(ClearText(input.toStdString())), output);
-    }
-
     void integers_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<bool>("ok32");
@@ -100,27 +80,6 @@ private slots:
         QCOMPARE(parsed.has_value(), !stored.isEmpty());
         if (parsed)
             QCOMPARE(QString::fromStdString(parsed->storageText()), stored);
-    }
-
-    void baseNames_data() {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("base");
-        QTest::newRow("path") << "C:\\Windows\\System32\\cmd.exe"
-                              << "cmd.exe";
-        QTest::newRow("drive only") << "C:cmd.exe"
-                                    << "cmd.exe";
-        QTest::newRow("no folder") << "cmd.exe"
-                                   << "cmd.exe";
-        QTest::newRow("ipv6") << "fe80::1c2d"
-                              << "1c2d";
-        QTest::newRow("trailing backslash") << "C:\\dir\\"
-                                            << "";
-    }
-    void baseNames() {
-        QFETCH(QString, path);
-        QFETCH(QString, base);
-        const std::string s = path.toStdString();
-        QCOMPARE(QString::fromStdString(std::string(baseName(s))), base);
     }
 
     void localeDates_data() {
