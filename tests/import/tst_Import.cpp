@@ -382,6 +382,32 @@ private slots:
         QCOMPARE(one("SELECT COUNT(*) FROM AllEvents").toInt(), masterRows);
     }
 
+    void databaseFailureStopsTheImport() {
+        // The database refuses the third process creation, as a full disk would.
+        SysmonLogBuilder log;
+        for (int i = 0; i < 50; ++i)
+            log.event(1, processCreate());
+        const QString path = m_dir.filePath("many.xml");
+        QVERIFY(log.write(path));
+        m_import.reset();
+        m_data = std::make_unique<TMainDataModule>();
+        m_data->setDatabasePath(m_dir.filePath("refusing.db"));
+        m_data->BuildDatabaseStructure();
+        m_data->connection().exec("CREATE TRIGGER Refuse BEFORE INSERT ON ProcessCreate "
+                                  "WHEN (SELECT COUNT(*) FROM ProcessCreate) >= 2 "
+                                  "BEGIN SELECT RAISE(ABORT, 'database or disk is full'); END;");
+        m_import = std::make_unique<TImportController>(*m_data, "KEY", true);
+        m_import->FileName = path;
+        m_import->BeginSysmonDatabaseImport();
+        m_import->waitForEnd();
+        m_data->OpenDatabase();
+        QCOMPARE(modalResult(), 3);
+        QCOMPARE(m_import->report().errorMessage(), QStringList{"database or disk is full"});
+        // What was written before the failure is kept.
+        QCOMPARE(one("SELECT COUNT(*) FROM ProcessCreate"), QString("2"));
+        QCOMPARE(one("SELECT COUNT(*) FROM AllEvents"), QString("3"));
+    }
+
     void missingFile() {
         importFile(m_dir.filePath("does-not-exist.xml"));
         QCOMPARE(modalResult(), 3);
