@@ -96,7 +96,8 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
                              : std::max(1.0, metrics.averageCharWidth() / kTahomaAverageCharWidth);
     int widest = static_cast<int>(m_grid->headerWidth() * scale);
     for (int i = 0; i < m_grid->rowCount(); ++i)
-        widest = std::max(widest, metrics.horizontalAdvance(m_grid->caption(i)) + 2 * metrics.averageCharWidth());
+        widest =
+            std::max(widest, metrics.horizontalAdvance(m_grid->caption(i)) + 2 * metrics.averageCharWidth());
     m_grid->setHeaderWidth(widest);
 
     auto* frame = new QVBoxLayout(this);

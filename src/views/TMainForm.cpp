@@ -113,7 +113,9 @@ void TMainForm::FormCreate() {
         "Drag \"Event Type\" or \"Process GUID\" column headers here to group events...");
 }
 
-void TMainForm::guarded(const std::function<void()>& handler) { ui::guarded(this, handler); }
+void TMainForm::guarded(const std::function<void()>& handler) {
+    ui::guarded(this, handler);
+}
 
 void TMainForm::buildMenu() {
     struct Entry {
