@@ -73,6 +73,23 @@ int main(int argc, char* argv[]) {
     const QString exe = where.text(0), image = where.text(1);
     where.close();
 
+    // The busiest image of the log: its paths, and the sessions of its first path.
+    TQuery busiest("busiest", "SELECT ImageExe, Image FROM AllImageExes GROUP BY LOWER(ImageExe) "
+                              "ORDER BY COUNT(*) DESC LIMIT 1");
+    busiest.open(data.connection());
+    const QString busyExe = busiest.text(0), busyImage = busiest.text(1);
+    busiest.close();
+    timer.restart();
+    form.cxGridDBColumnImagesPropertiesStartClick(busyExe);
+    form.findChild<ui::TLinkGrid*>("cxGridImagePath")->grab();
+    std::printf("paths of %s: %.0f ms\n", qPrintable(busyExe), timer.nsecsElapsed() / 1e6);
+    timer.restart();
+    form.cxGridDBColumnImagePathPropertiesStartClick(busyImage);
+    auto* sessions = form.findChild<ui::TLinkGrid*>("cxGridImageSessions");
+    sessions->grab();
+    std::printf("sessions of that path: %.0f ms (%d sessions)\n", timer.nsecsElapsed() / 1e6,
+                sessions->model()->rowCount());
+
     form.cxGridDBColumnImagesPropertiesStartClick(exe);
     form.cxGridDBColumnImagePathPropertiesStartClick(image);
     app.processEvents();
