@@ -2,7 +2,7 @@
 
 #include "import/TIPGeolocator.h"
 #include "import/TImportPipeline.h"
-#include "import/TSaxReader.h"
+#include "import/xml/TSaxReader.h"
 #include "store/Schema.h"
 #include "store/TMainDataModule.h"
 

@@ -1,8 +1,8 @@
 #include "import/TImportPipeline.h"
 
 #include "import/TEventMapper.h"
-#include "import/TSaxReader.h"
-#include "import/TSysmonEventReader.h"
+#include "import/xml/TSaxReader.h"
+#include "import/xml/TSysmonEventReader.h"
 #include "store/Schema.h"
 #include "store/TMainDataModule.h"
 

@@ -1,4 +1,4 @@
-#include "import/TextDecoder.h"
+#include "import/xml/TextDecoder.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,4 +1,4 @@
-#include "import/TSysmonEventReader.h"
+#include "import/xml/TSysmonEventReader.h"
 
 #include "import/ImportReport.h"
 #include "import/ValueConversions.h"

@@ -1,6 +1,6 @@
-#include "import/SaxTokenizer.h"
+#include "import/xml/SaxTokenizer.h"
 
-#include "import/Utf8Window.h"
+#include "import/xml/Utf8Window.h"
 
 #include <algorithm>
 #include <array>

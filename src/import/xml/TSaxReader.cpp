@@ -1,9 +1,9 @@
-#include "import/TSaxReader.h"
+#include "import/xml/TSaxReader.h"
 
 #include "import/ByteSource.h"
-#include "import/SaxTokenizer.h"
-#include "import/TextDecoder.h"
-#include "import/Utf8Window.h"
+#include "import/xml/SaxTokenizer.h"
+#include "import/xml/TextDecoder.h"
+#include "import/xml/Utf8Window.h"
 
 namespace kelvane {
 

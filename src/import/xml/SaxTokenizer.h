@@ -1,6 +1,6 @@
 #pragma once
 
-#include "import/TSaxReader.h"
+#include "import/xml/TSaxReader.h"
 
 #include <atomic>
 #include <cstddef>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "import/TextDecoder.h"
+#include "import/xml/TextDecoder.h"
 
 #include <cstddef>
 #include <cstdint>

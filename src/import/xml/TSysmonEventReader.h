@@ -1,7 +1,7 @@
 #pragma once
 
 #include "import/TEventMapper.h"
-#include "import/TSaxReader.h"
+#include "import/xml/TSaxReader.h"
 
 #include <atomic>
 #include <cstdint>

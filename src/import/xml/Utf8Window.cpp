@@ -1,4 +1,4 @@
-#include "import/Utf8Window.h"
+#include "import/xml/Utf8Window.h"
 
 #include "import/ByteSource.h"
 

@@ -1,0 +1,32 @@
+#include "store/QueryCommands.h"
+
+#include "store/TMainDataModule.h"
+
+#include <QFileInfo>
+
+#include <stdexcept>
+
+namespace kelvane {
+
+const std::map<QString, QueryCommand>& queryCommands() {
+    // Each view registers its reading here.
+    static const std::map<QString, QueryCommand> commands = {};
+    return commands;
+}
+
+void openKelvaneDatabase(TMainDataModule& data, const QString& path) {
+    // Opening a missing file would create an empty database; say what is wrong instead.
+    if (!QFileInfo(path).isFile())
+        throw std::runtime_error(QString("%1: no such database file").arg(path).toStdString());
+    data.setDatabasePath(path);
+    try {
+        if (data.TablesExist() && !data.GetDatabaseVersion().isEmpty())
+            return;
+    } catch (const std::exception&) {
+        // Not SQLite at all: fall through to the same message.
+    }
+    data.CloseDatabase();
+    throw std::runtime_error(QString("%1: not a Kelvane database").arg(path).toStdString());
+}
+
+} // namespace kelvane
