@@ -1,8 +1,10 @@
 #include "store/QueryCommands.h"
 
+#include "store/ProcessHierarchy.h"
 #include "store/TMainDataModule.h"
 
 #include <QFileInfo>
+#include <QTextStream>
 
 #include <stdexcept>
 
@@ -10,7 +12,15 @@ namespace kelvane {
 
 const std::map<QString, QueryCommand>& queryCommands() {
     // Each view registers its reading here.
-    static const std::map<QString, QueryCommand> commands = {};
+    static const std::map<QString, QueryCommand> commands = {
+        {"hierarchy",
+         {QString(),
+          [](TMainDataModule& data, const QStringList&, QTextStream& out) {
+              // The first generation after opening: what the Hierarchy tab draws.
+              out << ProcessHierarchy::generate(data).toText();
+              return 0;
+          }}},
+    };
     return commands;
 }
 

@@ -99,6 +99,8 @@ TMainForm::~TMainForm() {
     // The diagrams report their nodes' deletion; nothing of this form may be used by then.
     if (EventsDiagram)
         EventsDiagram->disconnect(this);
+    if (ProcessDiagram)
+        ProcessDiagram->disconnect(this);
 }
 
 void TMainForm::FormCreate() {
@@ -406,35 +408,6 @@ QWidget* TMainForm::buildAllEventsTab() {
     empty->setAlignment(Qt::AlignCenter);
     gridLayout->addWidget(empty, 1);
     layout->addWidget(grid, 1);
-    return tab;
-}
-
-QWidget* TMainForm::buildHierarchyTab() {
-    auto* tab = new QWidget(this);
-    tab->setObjectName("TabSheetProcessHierarchy");
-    auto* layout = new QVBoxLayout(tab);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(0);
-    auto* top = panel(tab, "PanelHierarchyTop");
-    auto* topLayout = new QHBoxLayout(top);
-    topLayout->setContentsMargins(4, 2, 4, 2);
-    topLayout->addWidget(
-        speedButton(top, "SpeedButtonGenerateProcessHierarchy", "generate",
-                    "Generate Diagram\nThis may take time depending on the size of collected data"));
-    auto* zoom = speedButton(top, "SpeedButtonHierarchyZoom", "fit", "Fit Diagram");
-    zoom->setCheckable(true);
-    topLayout->addWidget(zoom);
-    topLayout->addWidget(speedButton(top, "SpeedButtonExportHierarchy", "export-bmp", "Export Diagram"));
-    topLayout->addStretch();
-    layout->addWidget(top);
-    ProcessDiagram = new ui::TNodeDiagram(tab);
-    ProcessDiagram->setObjectName("ProcessDiagram");
-    layout->addWidget(ProcessDiagram, 1);
-    auto* legend = panel(tab, "PanelHierarchyLegend");
-    new QVBoxLayout(legend);
-    layout->addWidget(legend);
-    connect(zoom, &QToolButton::clicked, this,
-            [this] { ProcessDiagram->setZoomToFit(!ProcessDiagram->zoomToFit()); });
     return tab;
 }
 

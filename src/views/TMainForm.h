@@ -9,6 +9,7 @@ class QAction;
 class QLabel;
 class QLineEdit;
 class QListWidget;
+class QProgressBar;
 class QPushButton;
 class QSplitter;
 class QTabWidget;
@@ -70,6 +71,12 @@ public:
     void SpeedButtonClearClick();
     void SpeedButtonExportProcessViewToPDFClick();
 
+    // Process hierarchy. The root of the last generated tree, or none.
+    ui::TDiagramNode* topNode() const { return TopNode; }
+    void SpeedButtonGenerateProcessHierarchyClick();
+    void SpeedButtonHierarchyZoomClick();
+    void ProcessDiagramDeletion(ui::TDiagramNode* node);
+
     // All events view: the search, run by Enter and by Go.
     void cxButtonEditAllEventsSearchTextPropertiesButtonClick();
 
@@ -116,6 +123,8 @@ private:
     ui::TNodeDiagram* EventsDiagram = nullptr;
     ui::TNodeDiagram* ProcessDiagram = nullptr;
     QToolButton* SpeedButtonZoom = nullptr;
+    QToolButton* SpeedButtonHierarchyZoom = nullptr;
+    QProgressBar* ProgressBarHierarchy = nullptr;
     QLineEdit* cxButtonEditAllEventsSearchText = nullptr;
     QLabel* LabelGroupByHint = nullptr;
     QList<QAction*> m_menuEntries; // every entry of the menu tree, in tree order
