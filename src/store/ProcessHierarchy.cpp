@@ -5,6 +5,12 @@
 #include <QHash>
 #include <QTextStream>
 
+#include <algorithm>
+#include <numeric>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
 namespace kelvane {
 
 namespace {
@@ -26,9 +32,69 @@ private:
     QHash<QByteArray, QString> m_names;
 };
 
-QString textOf(const sql::Statement& statement, int column) {
+QByteArray guidOf(const sql::Statement& statement, int column) {
     const std::string_view text = statement.columnText(column);
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+    return QByteArray(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+// UtcTime as ORDER BY compares it: NULL first, then numbers, then text byte by byte. Times in the
+// stored form "yyyy-mm-dd hh:nn:ss.zzz" compare as the number their digits make, which sorts the same
+// and spares a string comparison per step of the sort.
+struct TimeKey {
+    int rank = 0;
+    double number = 0;
+    qint64 digits = -1; // of a time in the stored form, else -1
+    std::string text;
+    bool operator<(const TimeKey& other) const {
+        if (rank != other.rank)
+            return rank < other.rank;
+        if (rank == 1)
+            return number < other.number;
+        if (digits >= 0 && other.digits >= 0)
+            return digits < other.digits;
+        return asText() < other.asText();
+    }
+    std::string asText() const {
+        if (digits < 0)
+            return text;
+        const std::string d = std::to_string(digits + 100000000000000000LL).substr(1); // 17 digits
+        return d.substr(0, 4) + '-' + d.substr(4, 2) + '-' + d.substr(6, 2) + ' ' + d.substr(8, 2) + ':' +
+               d.substr(10, 2) + ':' + d.substr(12, 2) + '.' + d.substr(14, 3);
+    }
+};
+
+qint64 storedTimeDigits(std::string_view text) {
+    static constexpr std::string_view shape = "dddd-dd-dd dd:dd:dd.ddd";
+    if (text.size() != shape.size())
+        return -1;
+    qint64 digits = 0;
+    for (size_t i = 0; i < shape.size(); ++i) {
+        if (shape[i] == 'd') {
+            if (text[i] < '0' || text[i] > '9')
+                return -1;
+            digits = digits * 10 + (text[i] - '0');
+        } else if (text[i] != shape[i]) {
+            return -1;
+        }
+    }
+    return digits;
+}
+
+TimeKey timeKey(const sql::Statement& statement, int column) {
+    switch (statement.columnType(column)) {
+    case SQLITE_NULL:
+        return {};
+    case SQLITE_INTEGER:
+    case SQLITE_FLOAT:
+        return {1, statement.columnDouble(column), -1, {}};
+    default: {
+        const std::string_view text = statement.columnText(column);
+        const qint64 digits = storedTimeDigits(text);
+        // A time in the stored form needs no text: its digits say it all.
+        return {statement.columnType(column) == SQLITE_TEXT ? 2 : 3, 0, digits,
+                digits >= 0 ? std::string() : std::string(text)};
+    }
+    }
 }
 
 } // namespace
@@ -43,39 +109,51 @@ ProcessHierarchy::readRows(TMainDataModule& data, const std::function<void(qint6
             total = count.columnInt64(0);
         progress(0, total);
     }
-    // The rows of the main query and of every parent lookup, read once: both walk ProcessCreate by UtcTime.
-    sql::Statement statement =
-        db.prepare("SELECT ProcessGuid, ParentProcessGuid, ImageExe, ParentImageExe, FID "
-                   "FROM ProcessCreate ORDER BY UtcTime, rowid");
+    // One scan in the order rows were written, sorted here by UtcTime: SQLite's sorter would copy every
+    // row into a temporary tree, spilling to disk for big tables. A stable sort keeps written order
+    // for equal times.
+    sql::Statement statement = db.prepare(
+        "SELECT UtcTime, ProcessGuid, ParentProcessGuid, ImageExe, ParentImageExe, FID FROM ProcessCreate");
     std::vector<Row> rows;
+    std::vector<TimeKey> times;
     rows.reserve(static_cast<size_t>(total));
+    times.reserve(static_cast<size_t>(total));
     NamePool names;
     while (statement.step()) {
+        times.push_back(timeKey(statement, 0));
         Row row;
-        row.processGuidNull = statement.isNull(0);
-        row.parentGuidNull = statement.isNull(1);
-        row.processGuid = textOf(statement, 0);
-        row.parentProcessGuid = textOf(statement, 1);
-        row.imageExe = names.intern(statement.columnText(2));
-        row.parentImageExe = names.intern(statement.columnText(3));
-        row.fid = static_cast<qint32>(statement.columnInt64(4));
+        row.processGuidNull = statement.isNull(1);
+        row.parentGuidNull = statement.isNull(2);
+        row.processGuid = guidOf(statement, 1);
+        row.parentProcessGuid = guidOf(statement, 2);
+        row.imageExe = names.intern(statement.columnText(3));
+        row.parentImageExe = names.intern(statement.columnText(4));
+        row.fid = static_cast<qint32>(statement.columnInt64(5));
         rows.push_back(std::move(row));
         if (progress && rows.size() % 16384 == 0)
             progress(static_cast<qint64>(rows.size()), total);
     }
+    std::vector<int> order(rows.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return times[a] < times[b]; });
+    std::vector<Row> sorted;
+    sorted.reserve(rows.size());
+    for (const int i : order)
+        sorted.push_back(std::move(rows[static_cast<size_t>(i)]));
     if (progress)
-        progress(static_cast<qint64>(rows.size()), std::max<qint64>(total, static_cast<qint64>(rows.size())));
-    return rows;
+        progress(static_cast<qint64>(sorted.size()),
+                 std::max<qint64>(total, static_cast<qint64>(sorted.size())));
+    return sorted;
 }
 
 ProcessHierarchy ProcessHierarchy::generate(TMainDataModule& data,
                                             const std::function<void(qint64, qint64)>& progress) {
     const std::vector<Row> rows = readRows(data, progress);
-    const auto terminated = [&data](const QString& guid) {
+    const auto terminated = [&data](const QByteArray& guid) {
         // Told to be active, an open query is not run again: the first answer stands until the
         // connection closes.
         TQuery& query = data.query("FDQueryGetProcessTermination");
-        query.setParam("PROCESSGUID", guid.isNull() ? QString("") : guid);
+        query.setParam("PROCESSGUID", QString::fromUtf8(guid));
         if (!query.active())
             query.open(data.connection());
         return !query.eof();
@@ -86,84 +164,93 @@ ProcessHierarchy ProcessHierarchy::generate(TMainDataModule& data,
 ProcessHierarchy ProcessHierarchy::build(const std::vector<Row>& rows, const TerminationLookup& terminated) {
     ProcessHierarchy tree;
     tree.m_nodes.push_back({-1, Kind::Top, QString(), 0, kTopColour});
+    const int rowCount = static_cast<int>(rows.size());
 
-    // The earliest creation row of each GUID; a null GUID matches no parent.
-    QHash<QString, int> earliest;
-    earliest.reserve(static_cast<qsizetype>(rows.size()));
-    // From the last row back, so that the first row of a GUID is the one that stays.
-    for (int i = static_cast<int>(rows.size()) - 1; i >= 0; --i)
-        if (!rows[i].processGuidNull)
-            earliest[rows[i].processGuid] = i;
+    // Every GUID, of a process or of a parent, gets a number once; the rest works on arrays by number,
+    // since hash lookups in tables of this size cost cache misses each.
+    std::vector<int> own(rows.size());
+    std::vector<int> up(rows.size());
+    int guids = 0;
+    {
+        std::unordered_map<std::string_view, int> numbers;
+        numbers.reserve(rows.size() * 2);
+        const auto number = [&](const QByteArray& guid) {
+            return numbers
+                .try_emplace(std::string_view(guid.constData(), static_cast<size_t>(guid.size())), guids)
+                .first->second;
+        };
+        for (int r = 0; r < rowCount; ++r) {
+            own[r] = number(rows[r].processGuid);
+            if (own[r] == guids)
+                ++guids;
+            up[r] = number(rows[r].parentProcessGuid);
+            if (up[r] == guids)
+                ++guids;
+        }
+    }
 
-    const auto hasCreation = [&](const Row& row) {
-        return !row.parentGuidNull && earliest.contains(row.parentProcessGuid);
-    };
+    // The earliest creation row of each GUID; a row without a GUID is nobody's creation.
+    std::vector<int> earliest(static_cast<size_t>(guids), -1);
+    for (int r = rowCount - 1; r >= 0; --r)
+        if (!rows[r].processGuidNull)
+            earliest[own[r]] = r;
+    std::vector<int> treeItems(static_cast<size_t>(guids), -1); // GUID -> node, process or top level
+    std::vector<int> onPath(static_cast<size_t>(guids), -1);    // GUID -> the main row whose climb met it
 
-    QHash<QString, int> treeItems; // GUID -> node, for both process and top level nodes
     bool answered = false;
     quint32 processColour = kRunningColour;
-
     struct Step {
-        QString guid;
+        int guid;
         int row;
         QString name;
     };
     std::vector<Step> path;
-    QHash<QString, int> onPath;
 
-    for (int r = 0; r < static_cast<int>(rows.size()); ++r) {
+    for (int r = 0; r < rowCount; ++r) {
         const Row& row = rows[r];
         // Only rows whose parent was logged start a placement; the rest are reached as parents or not at all.
-        if (!hasCreation(row))
+        if (row.parentGuidNull || earliest[up[r]] < 0)
             continue;
         if (!answered) {
             processColour = terminated(row.processGuid) ? kTerminatedColour : kRunningColour;
             answered = true;
         }
-        if (treeItems.contains(row.processGuid))
+        if (treeItems[own[r]] >= 0)
             continue;
 
         // Climb from this process to the first ancestor that is placed, or has no creation row, or
         // would close a loop; then make the nodes of the climb from the top down.
         path.clear();
-        onPath.clear();
-        path.push_back({row.processGuid, r, row.imageExe});
-        onPath.insert(row.processGuid, 0);
-        QString guid = row.parentProcessGuid;
+        path.push_back({own[r], r, row.imageExe});
+        onPath[own[r]] = r;
+        int guid = up[r];
         QString name = row.parentImageExe;
         int base = 0;
         for (;;) {
-            const auto found = earliest.constFind(guid);
-            if (found == earliest.constEnd()) {
-                const auto placed = treeItems.constFind(guid);
-                if (placed != treeItems.constEnd()) {
-                    base = placed.value();
-                } else {
-                    base = static_cast<int>(tree.m_nodes.size());
-                    tree.m_nodes.push_back({0, Kind::TopLevel, name, 0, kTopLevelColour});
-                    treeItems.insert(guid, base);
-                }
+            if (treeItems[guid] >= 0) {
+                base = treeItems[guid];
                 break;
             }
-            const auto placed = treeItems.constFind(guid);
-            if (placed != treeItems.constEnd()) {
-                base = placed.value();
+            const int first = earliest[guid];
+            if (first < 0) {
+                base = static_cast<int>(tree.m_nodes.size());
+                tree.m_nodes.push_back({0, Kind::TopLevel, name, 0, kTopLevelColour});
+                treeItems[guid] = base;
                 break;
             }
-            if (onPath.contains(guid)) {
+            if (onPath[guid] == r) {
                 base = 0; // a loop: the last process of the climb hangs under the root
                 break;
             }
-            const Row& parent = rows[found.value()];
-            onPath.insert(guid, static_cast<int>(path.size()));
-            path.push_back({guid, found.value(), name});
-            guid = parent.parentGuidNull ? QString("") : parent.parentProcessGuid;
-            name = parent.parentImageExe;
+            onPath[guid] = r;
+            path.push_back({guid, first, name});
+            guid = up[first];
+            name = rows[first].parentImageExe;
         }
         for (auto step = path.rbegin(); step != path.rend(); ++step) {
             const int index = static_cast<int>(tree.m_nodes.size());
             tree.m_nodes.push_back({base, Kind::Process, step->name, rows[step->row].fid, processColour});
-            treeItems.insert(step->guid, index);
+            treeItems[step->guid] = index;
             base = index;
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QtGlobal>
 
@@ -30,10 +31,10 @@ public:
     static constexpr quint32 kTopLevelColour = 0xEE82EE;
     static constexpr quint32 kRunningColour = 0xFF4500;
 
-    // One row of ProcessCreate as the tree reads it. A null GUID reads as empty text.
+    // One row of ProcessCreate as the tree reads it. GUIDs are UTF-8; a null GUID reads as empty text.
     struct Row {
-        QString processGuid;
-        QString parentProcessGuid;
+        QByteArray processGuid;
+        QByteArray parentProcessGuid;
         QString imageExe;
         QString parentImageExe;
         qint32 fid = 0;
@@ -42,7 +43,7 @@ public:
     };
 
     // Answers whether the process of a GUID terminated. The tree asks once, before the first node.
-    using TerminationLookup = std::function<bool(const QString& processGuid)>;
+    using TerminationLookup = std::function<bool(const QByteArray& processGuid)>;
 
     // Builds the tree from the rows of ProcessCreate in the order of UtcTime. Each node is made after
     // its parent, and siblings stand in the order they were made.

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace kelvane::ui {
 
@@ -21,6 +22,8 @@ constexpr int kButtonSize = 11;
 constexpr int kButtonGap = 2; // between a node's bottom and its expand button
 constexpr int kSelectionOutset = 3;
 constexpr int kScrollStep = 20;
+constexpr int kTextMetricsLimit = 100000;
+constexpr qreal kCoarseScale = 0.35; // below it, 11 pixel text shrinks to 4 pixels: not worth shaping
 
 } // namespace
 
@@ -189,6 +192,7 @@ QImage TNodeDiagram::renderToImage() {
 
 void TNodeDiagram::setNodeFont(const QFont& font) {
     m_font = font;
+    m_textMetrics.clear();
     std::vector<TDiagramNode*> pending;
     for (const auto& root : m_roots)
         pending.push_back(root.get());
@@ -227,14 +231,35 @@ void TNodeDiagram::repaintDrawing() {
         viewport()->update();
 }
 
-QSize TNodeDiagram::textSize(const QStringList& lines) const {
+const TNodeDiagram::TextMetrics& TNodeDiagram::textMetrics(const QString& text) {
+    const auto found = m_textMetrics.constFind(text);
+    if (found != m_textMetrics.constEnd())
+        return found.value();
+    if (m_textMetrics.size() >= kTextMetricsLimit)
+        m_textMetrics.clear(); // nodes keep their own copies: only the time of measuring is lost
+    QString normalised = text;
+    normalised.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+    normalised.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    const QStringList all = normalised.split(QLatin1Char('\n'));
+
     const QFontMetricsF metrics(m_font);
     qreal width = 0;
-    for (const QString& line : lines)
+    for (const QString& line : all)
         width = std::max(width, metrics.horizontalAdvance(line));
-    const qreal height = lines.size() * metrics.lineSpacing();
-    return {static_cast<int>(std::ceil(width)) + kTextPadding,
-            static_cast<int>(std::ceil(height)) + kTextPadding};
+    const qreal height = all.size() * metrics.lineSpacing();
+    TextMetrics measured;
+    measured.size = QSize(static_cast<int>(std::ceil(width)) + kTextPadding,
+                          static_cast<int>(std::ceil(height)) + kTextPadding);
+    // The painted lines: trimmed, so that each is centred on its words, and without the blank lines that
+    // callers add before or after as an inner margin (they count for the size, not for the centring).
+    measured.lines = all;
+    for (QString& line : measured.lines)
+        line = line.trimmed();
+    while (!measured.lines.isEmpty() && measured.lines.last().isEmpty())
+        measured.lines.removeLast();
+    while (!measured.lines.isEmpty() && measured.lines.first().isEmpty())
+        measured.lines.removeFirst();
+    return m_textMetrics.insert(text, measured).value();
 }
 
 void TNodeDiagram::ensureLayout() {
@@ -322,7 +347,9 @@ void TNodeDiagram::paintDrawing(QPainter& painter, const QRectF& exposed, bool m
     ensureLayout();
     painter.save();
     painter.fillRect(exposed, m_backgroundColor);
-    if (m_updateCount == 0 && m_layout.count() > 0) {
+    if (m_updateCount == 0 && m_layout.count() > 0 && painter.worldTransform().m11() < kCoarseScale) {
+        paintCoarse(painter, exposed);
+    } else if (m_updateCount == 0 && m_layout.count() > 0) {
         paintConnectors(painter, exposed);
         // A node reaches below its row by its expand button, and around it by the selection mark.
         const qreal reach = kButtonGap + kButtonSize + 1;
@@ -389,6 +416,87 @@ void TNodeDiagram::paintConnectors(QPainter& painter, const QRectF& exposed) {
     painter.setPen(QPen(Qt::black, 2, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
     painter.setBrush(Qt::NoBrush);
     painter.drawPath(path);
+}
+
+void TNodeDiagram::paintCoarse(QPainter& painter, const QRectF& exposed) {
+    // Far out, a fitted tree of a few hundred thousand nodes puts many boxes into one pixel: work in
+    // device pixels, and fill one block for each run of boxes of one colour that touch.
+    const QTransform toDevice = painter.worldTransform();
+    const qreal sx = toDevice.m11();
+    const qreal sy = toDevice.m22();
+    const auto deviceX = [&](qreal x) { return x * sx + toDevice.dx(); };
+    const auto deviceY = [&](qreal y) { return y * sy + toDevice.dy(); };
+    painter.save();
+    painter.resetTransform();
+    painter.setRenderHint(QPainter::Antialiasing, false);
+    painter.setPen(QPen(Qt::black, 1));
+
+    const auto [firstRow, endRow] = m_layout.rowsBetween(exposed.top() - m_layout.spacing().vertical,
+                                                         exposed.bottom() + m_layout.spacing().vertical);
+    const qreal barDrop = std::round(m_layout.spacing().vertical / 2);
+    for (int depth = std::max(1, firstRow); depth < endRow; ++depth) {
+        const std::vector<int>& row = m_layout.row(depth);
+        auto [first, end] = m_layout.rowRange(depth, exposed.left(), exposed.right());
+        first = std::max(0, first - 1);
+        end = std::min(static_cast<int>(row.size()), end + 1);
+        const int barY = static_cast<int>(std::floor(deviceY(m_layout.rowTop(depth) - barDrop)));
+        const int childTop = static_cast<int>(std::floor(deviceY(m_layout.rowTop(depth))));
+        int parent = -1;
+        int barLeft = 0;
+        int barRight = 0;
+        int lastX = std::numeric_limits<int>::min();
+        const auto closeBar = [&] {
+            if (parent < 0)
+                return;
+            const QRectF& box = m_layout.rect(parent);
+            const int x = static_cast<int>(std::floor(deviceX(DiagramLayout::centreX(box))));
+            painter.drawLine(x, static_cast<int>(std::floor(deviceY(box.bottom()))), x, barY);
+            painter.drawLine(std::min(barLeft, x), barY, std::max(barRight, x), barY);
+        };
+        for (int k = first; k < end; ++k) {
+            const int child = row[k];
+            const int x = static_cast<int>(std::floor(deviceX(DiagramLayout::centreX(m_layout.rect(child)))));
+            if (x != lastX && childTop > barY)
+                painter.drawLine(x, barY, x, childTop);
+            lastX = x;
+            if (m_layout.parent(child) != parent) {
+                closeBar();
+                parent = m_layout.parent(child);
+                barLeft = barRight = x;
+            }
+            barLeft = std::min(barLeft, x);
+            barRight = std::max(barRight, x);
+        }
+        closeBar();
+    }
+
+    for (int depth = firstRow; depth < endRow; ++depth) {
+        const std::vector<int>& row = m_layout.row(depth);
+        const auto [first, end] = m_layout.rowRange(depth, exposed.left(), exposed.right());
+        QRect block;
+        QColor blockColour;
+        for (int k = first; k < end; ++k) {
+            const TDiagramNode* node = m_laidOut[row[k]];
+            const QRectF box(node->m_rect);
+            const int left = static_cast<int>(std::floor(deviceX(box.left())));
+            const int right = std::max(left + 1, static_cast<int>(std::ceil(deviceX(box.right()))));
+            const int top = static_cast<int>(std::floor(deviceY(box.top())));
+            const int bottom = std::max(top + 1, static_cast<int>(std::ceil(deviceY(box.bottom()))));
+            const QColor colour = node->m_color.isValid() ? node->m_color : m_defaultNodeColor;
+            if (!block.isNull() && colour == blockColour && left <= block.right() + 1) {
+                block.setRight(std::max(block.right(), right - 1));
+                block.setBottom(std::max(block.bottom(), bottom - 1));
+                continue;
+            }
+            if (!block.isNull())
+                painter.fillRect(block, blockColour);
+            block = QRect(QPoint(left, top), QPoint(right - 1, bottom - 1));
+            blockColour = colour;
+        }
+        if (!block.isNull())
+            painter.fillRect(block, blockColour);
+    }
+    painter.restore();
 }
 
 QRectF TNodeDiagram::expandButtonRect(const QRect& nodeRect) const {

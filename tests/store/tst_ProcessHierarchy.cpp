@@ -50,7 +50,10 @@ public:
         insert.run();
     }
 
+    // The stored form; a negative second gives the same time without milliseconds.
     static std::string time(int second) {
+        if (second < 0)
+            return time(-second).substr(0, 19);
         return QString("2024-05-01 %1:%2:%3.000")
             .arg(second / 3600, 2, 10, QChar('0'))
             .arg(second / 60 % 60, 2, 10, QChar('0'))
@@ -293,7 +296,9 @@ private slots:
             QString parent = pick < own ? QString("g%1").arg(pick) : QString("u%1").arg(pick - own);
             if (random.bounded(20) == 0)
                 parent = parent.toUpper();
-            db->addCreation(static_cast<int>(random.bounded(count / 2)), QString("g%1").arg(own), parent,
+            // Now and then a time in another form, which must still sort as text does.
+            const int second = static_cast<int>(random.bounded(count / 2));
+            db->addCreation(random.bounded(10) == 0 ? -second : second, QString("g%1").arg(own), parent,
                             QString("e%1.exe").arg(random.bounded(30)),
                             QString("e%1.exe").arg(random.bounded(30)), 1000 + i);
         }

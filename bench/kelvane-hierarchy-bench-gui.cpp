@@ -1,0 +1,125 @@
+// Measures the Hierarchy tab over a big database: kelvane-hierarchy-bench-gui KelvaneDB [ROUNDS].
+// Reference: one plain read of ProcessCreate's five columns, timed in the same run, so that figures of a
+// busy machine can be compared. Then, per round: the tree alone, the click on the generate button until
+// the diagram is laid out and painted, scroll and fit-to-window frames, and the peak memory.
+#include "store/ProcessHierarchy.h"
+#include "store/TMainDataModule.h"
+#include "toolkit/TNodeDiagram.h"
+#include "views/TMainForm.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QScrollBar>
+#include <QTabWidget>
+#include <QToolButton>
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+using namespace kelvane;
+
+namespace {
+
+double msSince(const QElapsedTimer& timer) {
+    return timer.nsecsElapsed() / 1e6;
+}
+
+double plainRead(TMainDataModule& data) {
+    QElapsedTimer timer;
+    timer.start();
+    sql::Statement statement = data.connection().prepare(
+        "SELECT ProcessGuid, ParentProcessGuid, ImageExe, ParentImageExe, FID FROM ProcessCreate");
+    qint64 bytes = 0;
+    while (statement.step())
+        for (int c = 0; c < 4; ++c)
+            bytes += static_cast<qint64>(statement.columnText(c).size());
+    return msSince(timer) + (bytes < 0 ? 1 : 0);
+}
+
+// The slowest and the median of a series of frame times.
+void printFrames(const char* what, std::vector<double> frames) {
+    std::sort(frames.begin(), frames.end());
+    std::printf("  %-34s median %6.1f ms, worst %6.1f ms (%zu frames)\n", what, frames[frames.size() / 2],
+                frames.back(), frames.size());
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    QApplication app(argc, argv);
+    if (argc < 2 || !QFileInfo(QString::fromLocal8Bit(argv[1])).isFile()) {
+        std::fprintf(stderr, "usage: kelvane-hierarchy-bench-gui KelvaneDB [ROUNDS]\n");
+        return 2;
+    }
+    const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 3;
+    // Nothing is written: the hierarchy only reads.
+    TMainDataModule data;
+    MainDataModule = &data;
+    TMainForm form(data, QString::fromLocal8Bit(argv[1]));
+    form.resize(1226, 717);
+    form.show();
+    auto* tabs = form.findChild<QTabWidget*>("PageControlMain");
+    tabs->setCurrentWidget(form.findChild<QWidget*>("TabSheetProcessHierarchy"));
+    app.processEvents();
+    form.LoadExistingDataMenuItemClick();
+    auto* diagram = form.findChild<ui::TNodeDiagram*>("ProcessDiagram");
+    auto* generate = form.findChild<QToolButton*>("SpeedButtonGenerateProcessHierarchy");
+
+    for (int round = 1; round <= rounds; ++round) {
+        std::printf("round %d\n", round);
+        std::printf("  %-34s %8.0f ms\n", "reference: plain read of the rows", plainRead(data));
+
+        QElapsedTimer timer;
+        timer.start();
+        const ProcessHierarchy tree = ProcessHierarchy::generate(data);
+        std::printf("  %-34s %8.0f ms (%d nodes)\n", "tree alone", msSince(timer), tree.size());
+
+        timer.restart();
+        generate->click();
+        const QSize size = diagram->drawingSize();
+        diagram->viewport()->repaint();
+        std::printf("  %-34s %8.0f ms (drawing %d x %d)\n", "generate: click to painted", msSince(timer),
+                    size.width(), size.height());
+
+        // Scrolling along the widest row, where the top level nodes stand.
+        std::vector<double> frames;
+        QScrollBar* horizontal = diagram->horizontalScrollBar();
+        QScrollBar* vertical = diagram->verticalScrollBar();
+        vertical->setValue(0);
+        for (int i = 0; i < 60; ++i) {
+            timer.restart();
+            horizontal->setValue(horizontal->value() + 37);
+            diagram->viewport()->repaint();
+            frames.push_back(msSince(timer));
+        }
+        printFrames("scroll by 37 pixels", frames);
+        frames.clear();
+        for (int i = 0; i < 30; ++i) {
+            timer.restart();
+            horizontal->setValue(static_cast<int>(qint64(horizontal->maximum()) * i / 29));
+            vertical->setValue(vertical->maximum() * (i % 3) / 2);
+            diagram->viewport()->repaint();
+            frames.push_back(msSince(timer));
+        }
+        printFrames("jump across the drawing", frames);
+        frames.clear();
+        for (int i = 0; i < 10; ++i) {
+            timer.restart();
+            diagram->setZoomToFit(i % 2 == 0);
+            diagram->viewport()->repaint();
+            frames.push_back(msSince(timer));
+        }
+        diagram->setZoomToFit(false);
+        printFrames("fit to window and back", frames);
+    }
+
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    std::printf("peak RSS: %.1f MB\n", usage.ru_maxrss / 1024.0);
+    MainDataModule = nullptr;
+    return 0;
+}
