@@ -104,7 +104,8 @@ ProcessHierarchy::readRows(TMainDataModule& data, const std::function<void(qint6
     sql::Database& db = data.connection();
     qint64 total = 0;
     if (progress) {
-        sql::Statement count = db.prepare("SELECT COUNT(*) FROM ProcessCreate");
+        // Rows are appended, so the highest rowid tells the count without a scan of the table.
+        sql::Statement count = db.prepare("SELECT MAX(rowid) FROM ProcessCreate");
         if (count.step())
             total = count.columnInt64(0);
         progress(0, total);
@@ -134,8 +135,20 @@ ProcessHierarchy::readRows(TMainDataModule& data, const std::function<void(qint6
             progress(static_cast<qint64>(rows.size()), total);
     }
     std::vector<int> order(rows.size());
-    std::iota(order.begin(), order.end(), 0);
-    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return times[a] < times[b]; });
+    const bool allStored =
+        std::all_of(times.begin(), times.end(), [](const TimeKey& t) { return t.digits >= 0; });
+    if (allStored) {
+        // The usual case: numbers, with the written order as the last key.
+        std::vector<std::pair<qint64, int>> keys(rows.size());
+        for (size_t i = 0; i < rows.size(); ++i)
+            keys[i] = {times[i].digits, static_cast<int>(i)};
+        std::sort(keys.begin(), keys.end());
+        for (size_t i = 0; i < keys.size(); ++i)
+            order[i] = keys[i].second;
+    } else {
+        std::iota(order.begin(), order.end(), 0);
+        std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return times[a] < times[b]; });
+    }
     std::vector<Row> sorted;
     sorted.reserve(rows.size());
     for (const int i : order)

@@ -146,6 +146,7 @@ void TNodeDiagram::setSelectedNode(TDiagramNode* node) {
     if (node == m_selected)
         return;
     m_selected = node;
+    ++m_paintStamp;
     viewport()->update();
     emit selectionChanged(node);
 }
@@ -227,6 +228,7 @@ void TNodeDiagram::invalidateLayout() {
 }
 
 void TNodeDiagram::repaintDrawing() {
+    ++m_paintStamp;
     if (m_updateCount == 0)
         viewport()->update();
 }
@@ -337,6 +339,26 @@ void TNodeDiagram::paintEvent(QPaintEvent* event) {
         return;
     const QPointF origin = drawingOrigin();
     const qreal scale = zoomFactor();
+    if (m_zoomToFit) {
+        // Fitted, the picture stays the same until something changes: a fitted tree of a few hundred
+        // thousand nodes is painted once, and every later paint is a copy.
+        const qreal ratio = devicePixelRatioF();
+        if (m_fitPicture.size() != viewport()->size() * ratio || m_fitPictureStamp != m_paintStamp) {
+            m_fitPicture = QImage(viewport()->size() * ratio, QImage::Format_RGB32);
+            m_fitPicture.setDevicePixelRatio(ratio);
+            m_fitPicture.fill(m_backgroundColor);
+            QPainter picture(&m_fitPicture);
+            picture.translate(origin);
+            picture.scale(scale, scale);
+            paintDrawing(picture, picture.transform().inverted().mapRect(QRectF(viewport()->rect())), true);
+            m_fitPictureStamp = m_paintStamp;
+        }
+        painter.drawImage(
+            event->rect(), m_fitPicture,
+            QRectF(QPointF(event->rect().topLeft()) * ratio, QSizeF(event->rect().size()) * ratio));
+        return;
+    }
+    m_fitPicture = QImage();
     painter.translate(origin);
     painter.scale(scale, scale);
     const QRectF exposed = painter.transform().inverted().mapRect(QRectF(event->rect()));
@@ -546,16 +568,16 @@ void TNodeDiagram::paintNode(QPainter& painter, const TDiagramNode& node, bool s
 
     painter.setRenderHint(QPainter::Antialiasing, false);
     if (node.hasChildren()) {
-        const QRectF button = expandButtonRect(box);
-        painter.setPen(QColor(0x60, 0x60, 0x60));
-        painter.setBrush(Qt::white);
-        painter.drawRect(button.adjusted(0, 0, -1, -1));
-        const qreal midX = button.left() + kButtonSize / 2;
-        const qreal midY = button.top() + kButtonSize / 2;
-        painter.setPen(Qt::black);
-        painter.drawLine(QPointF(button.left() + 2, midY), QPointF(button.right() - 3, midY));
+        // Filled whole-pixel rectangles rather than outlines: they come out the same in any band of
+        // the drawing, where clipped lines may shift by a pixel.
+        const QRect button = expandButtonRect(box).toRect();
+        painter.fillRect(button, QColor(0x60, 0x60, 0x60));
+        painter.fillRect(button.adjusted(1, 1, -1, -1), Qt::white);
+        painter.fillRect(QRect(button.left() + 2, button.top() + kButtonSize / 2, kButtonSize - 4, 1),
+                         Qt::black);
         if (!node.m_expanded)
-            painter.drawLine(QPointF(midX, button.top() + 2), QPointF(midX, button.bottom() - 3));
+            painter.fillRect(QRect(button.left() + kButtonSize / 2, button.top() + 2, 1, kButtonSize - 4),
+                             Qt::black);
     }
     if (selected) {
         painter.setPen(QPen(QColor(0x00, 0x5A, 0xC8), 2));

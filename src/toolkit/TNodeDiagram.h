@@ -141,6 +141,9 @@ private:
     std::vector<TDiagramNode*> m_laidOut; // layout index -> node; emptied before any node is freed
 
     bool m_zoomToFit = false;
+    quint64 m_paintStamp = 0; // grows with every change that shows
+    QImage m_fitPicture;      // the fitted drawing as last painted
+    quint64 m_fitPictureStamp = 0;
     QFont m_font;
     QHash<QString, TextMetrics> m_textMetrics;
     QColor m_defaultNodeColor;
