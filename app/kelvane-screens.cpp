@@ -118,6 +118,14 @@ int main(int argc, char* argv[]) {
         tabs->setCurrentIndex(i);
         save(&form, out, QString("main-tab-%1").arg(tabs->widget(i)->objectName()));
     }
+    // The process hierarchy as the generate button draws it, with its legend, at full size and fitted.
+    tabs->setCurrentWidget(form.findChild<QWidget*>("TabSheetProcessHierarchy"));
+    form.SpeedButtonGenerateProcessHierarchyClick();
+    save(&form, out, "main-hierarchy");
+    auto* hierarchy = form.findChild<ui::TNodeDiagram*>("ProcessDiagram");
+    hierarchy->setZoomToFit(true);
+    save(&form, out, "main-hierarchy-fitted");
+    hierarchy->setZoomToFit(false);
     tabs->setCurrentIndex(0);
 
     // A detail form of the first event of the drawn session.

@@ -17,6 +17,7 @@ class QToolButton;
 class QWidget;
 
 namespace kelvane {
+class ProcessHierarchy;
 class TMainDataModule;
 namespace ui {
 class TDiagramNode;
@@ -98,6 +99,8 @@ private:
     void showLatestChain();
     void openExes();
     void ColorDestinationCountries();
+    // Replaces the hierarchy's nodes by the tree's; `report` hears the percentage done.
+    void fillProcessDiagram(const ProcessHierarchy& tree, const std::function<void(int)>& report);
     void InitMapShapes();
     // Runs a handler; what it throws is shown as the application's default fault report.
     void guarded(const std::function<void()>& handler);

@@ -12,6 +12,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QProgressBar>
+#include <QScrollBar>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -156,6 +157,15 @@ void TMainForm::SpeedButtonGenerateProcessHierarchyClick() {
         report(total > 0 ? static_cast<int>(done * 60 / total) : 60);
     });
 
+    fillProcessDiagram(tree, report);
+    // The root in view, at the top in the middle: the tree opens from there.
+    const QRect root = TopNode->rect();
+    ProcessDiagram->horizontalScrollBar()->setValue(root.center().x() -
+                                                    ProcessDiagram->viewport()->width() / 2);
+    ProcessDiagram->verticalScrollBar()->setValue(0);
+}
+
+void TMainForm::fillProcessDiagram(const ProcessHierarchy& tree, const std::function<void(int)>& report) {
     UpdateBatch batch(*ProcessDiagram);
     ProcessDiagram->clear();
     TopNode = ProcessDiagram->addChild(nullptr);
