@@ -348,7 +348,7 @@ inline void SysmonLogGenerator::step() {
         return;
     }
     Host& h = m_hosts[m_rng.below(static_cast<std::uint32_t>(m_hosts.size()))];
-    if (h.pendingStarts > 0 || (m_options.processTree && m_rng.percent(12))) {
+    if (h.pendingStarts > 0 || (m_options.processTree && m_rng.percent(9))) {
         if (h.pendingStarts > 0)
             --h.pendingStarts;
         emitCreate(h);

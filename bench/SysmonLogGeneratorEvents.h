@@ -53,7 +53,7 @@ inline void SysmonLogGenerator::emitCreate(Host& h) {
     const genlog::ExeEntry& e = genlog::kExes[exe];
     // In a process tree most children come from a process that started during the log.
     const bool fromMortal =
-        m_options.processTree && h.procs.size() > std::size_t(genlog::kInitialExes) && m_rng.percent(55);
+        m_options.processTree && h.procs.size() > std::size_t(genlog::kInitialExes) && m_rng.percent(50);
     const Process& parent =
         fromMortal                                 ? h.procs[genlog::kInitialExes +
                              m_rng.below(static_cast<std::uint32_t>(h.procs.size() - genlog::kInitialExes))]
