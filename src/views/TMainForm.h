@@ -1,5 +1,7 @@
 #pragma once
 
+#include "store/NetworkTrafficGrid.h"
+
 #include <QMainWindow>
 #include <QStringList>
 
@@ -11,6 +13,7 @@ class QLineEdit;
 class QListWidget;
 class QPushButton;
 class QSplitter;
+class QTableView;
 class QTabWidget;
 class QToolButton;
 class QWidget;
@@ -21,6 +24,9 @@ namespace ui {
 class TDiagramNode;
 class TLinkGrid;
 class TNodeDiagram;
+class TPagedQueryModel;
+class TSizePanel;
+class TWorldMap;
 } // namespace ui
 
 // The main window: the menu, the four tabs and the flows that replace or load the database.
@@ -70,6 +76,16 @@ public:
     void SpeedButtonClearClick();
     void SpeedButtonExportProcessViewToPDFClick();
 
+    // Map view.
+    void MarkCountry(const QString& code, int count);
+    void ChartMapClickSeries(int index);
+    void SpeedButtonCloseClick();
+    void cxGridNetworkEventsViewProcessGuidPropertiesStartClick(const QString& guid);
+    void CloseNetworkTraffic();
+    ui::TWorldMap* chartMap() const { return ChartMap; }
+    // What the grid of a country's connections shows (for the exports).
+    const NetworkTrafficGrid& networkTraffic() const { return m_networkTraffic; }
+
     // All events view: the search, run by Enter and by Go.
     void cxButtonEditAllEventsSearchTextPropertiesButtonClick();
 
@@ -118,6 +134,11 @@ private:
     QToolButton* SpeedButtonZoom = nullptr;
     QLineEdit* cxButtonEditAllEventsSearchText = nullptr;
     QLabel* LabelGroupByHint = nullptr;
+    ui::TWorldMap* ChartMap = nullptr;
+    ui::TSizePanel* RzSizePanelNetworkTraffic = nullptr;
+    QTableView* cxGridNetworkEventsView = nullptr;
+    ui::TPagedQueryModel* m_networkTrafficModel = nullptr;
+    NetworkTrafficGrid m_networkTraffic;
     QList<QAction*> m_menuEntries; // every entry of the menu tree, in tree order
 };
 
