@@ -69,6 +69,11 @@ function clip(ring, keep, xAt) {
 }
 
 function splitAtAntimeridian(ring) {
+  // A jump along the pole's edge of the map (Antarctica's coast ring runs along it) is a true edge.
+  const nearPole = (p) => Math.abs(p[1]) > 89.9;
+  const crosses = ring.some((p, i) => i > 0 && Math.abs(p[0] - ring[i - 1][0]) > 180 &&
+                                      !(nearPole(p) && nearPole(ring[i - 1])));
+  if (!crosses) return [ring];
   const u = unwrap(ring);
   const lons = u.map((p) => p[0]);
   const min = Math.min(...lons), max = Math.max(...lons);
@@ -92,6 +97,17 @@ for (const feature of fc.features) {
   for (const polygon of polygons) {
     let code = feature.id ? iso.numericToAlpha2(feature.id) : uncoded[feature.properties.name]?.(polygon);
     if (!code) throw new Error(`no code for ${feature.properties.name} (${feature.id})`);
+    // Natural Earth gives Antarctica an outer ring that only runs along the bottom edge of the map, with
+    // the coast as its hole. That ring has no area on a flat map: drop it, and let the coast be an outer
+    // ring of its own.
+    const latitudeSpan = (ring) => Math.max(...ring.map((p) => p[1])) - Math.min(...ring.map((p) => p[1]));
+    if (latitudeSpan(polygon[0]) < 0.01 && Math.abs(polygon[0][0][1]) > 89) {
+      for (const ring of polygon.slice(1)) {
+        if (!countries.has(code)) countries.set(code, []);
+        for (const piece of splitAtAntimeridian(ring)) countries.get(code).push([piece]);
+      }
+      continue;
+    }
     const [outer, ...holes] = polygon;
     const outerPieces = splitAtAntimeridian(outer);
     const holeRings = holes.flatMap(splitAtAntimeridian);

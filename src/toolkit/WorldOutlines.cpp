@@ -2,6 +2,7 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <numbers>
@@ -77,6 +78,25 @@ QPolygonF simplified(const QPolygonF& ring, double tolerance) {
     return out;
 }
 
+// A straight edge in degrees is a curve on the map (the map's rounded sides): long edges, the closing
+// one too, get a point every degree.
+QPolygonF projectedRing(const std::vector<QPointF>& degrees) {
+    QPolygonF ring;
+    ring.reserve(static_cast<qsizetype>(degrees.size()));
+    for (size_t i = 0; i < degrees.size(); ++i) {
+        const QPointF& from = degrees[i];
+        const QPointF& to = degrees[(i + 1) % degrees.size()];
+        ring << projectNaturalEarth(from.x(), from.y());
+        const int steps =
+            static_cast<int>(std::max(std::abs(to.x() - from.x()), std::abs(to.y() - from.y())));
+        for (int k = 1; k < steps; ++k) {
+            const QPointF p = from + (to - from) * k / steps;
+            ring << projectNaturalEarth(p.x(), p.y());
+        }
+    }
+    return ring;
+}
+
 void buildPaths(TMapShape& shape) {
     for (int level = 0; level < TMapShape::kDetailLevels; ++level) {
         QPainterPath path;
@@ -150,14 +170,15 @@ std::vector<TMapShape> readWorldOutlines(const QByteArray& data) {
                 // Each point takes two bytes at least: a count beyond that is a broken file.
                 if (points > in.remaining() / 2)
                     throw std::runtime_error("world outlines: file cut short");
-                QPolygonF ring;
-                ring.reserve(points);
+                std::vector<QPointF> degrees;
+                degrees.reserve(points);
                 std::int64_t x = 0, y = 0;
                 for (std::uint32_t p = 0; p < points; ++p) {
                     x += in.zigzag();
                     y += in.zigzag();
-                    ring << projectNaturalEarth(x / 1000.0, y / 1000.0);
+                    degrees.emplace_back(x / 1000.0, y / 1000.0);
                 }
+                QPolygonF ring = projectedRing(degrees);
                 if (ring.size() < 3)
                     continue;
                 shape.bounds =
