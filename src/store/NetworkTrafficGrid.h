@@ -1,9 +1,14 @@
 #pragma once
 
+#include "store/Sqlite.h"
+
 #include <QString>
 #include <QStringList>
+#include <QVariant>
 
+#include <cstdint>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace kelvane {
@@ -36,6 +41,29 @@ public:
 
 private:
     QString m_code;
+};
+
+// The rows of one country's connections as the grid shows them. One pass over the table finds them;
+// their fields are read a page at a time by row id, so a click costs one scan however many rows
+// the country has. The database must outlive the reader. Failures are sql::Error exceptions.
+class NetworkTrafficRows {
+public:
+    static constexpr int kPageRows = 200;
+    static constexpr size_t kMaxPages = 32;
+
+    NetworkTrafficRows(sql::Database& db, const QString& code);
+
+    int rowCount() const { return static_cast<int>(m_rowIds.size()); }
+    int columnCount() const { return static_cast<int>(NetworkTrafficGrid::columns().size()); }
+    // An invalid QVariant outside the rows, and for NULL.
+    QVariant value(int row, int column);
+
+private:
+    const std::vector<QVariant>& page(int index);
+
+    sql::Database& m_db;
+    std::vector<std::int64_t> m_rowIds;
+    std::unordered_map<int, std::vector<QVariant>> m_pages;
 };
 
 } // namespace kelvane

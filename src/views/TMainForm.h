@@ -19,12 +19,12 @@ class QToolButton;
 class QWidget;
 
 namespace kelvane {
+class NetworkTrafficModel;
 class TMainDataModule;
 namespace ui {
 class TDiagramNode;
 class TLinkGrid;
 class TNodeDiagram;
-class TPagedQueryModel;
 class TSizePanel;
 class TWorldMap;
 } // namespace ui
@@ -108,6 +108,7 @@ private:
     void openExes();
     void ColorDestinationCountries();
     void InitMapShapes();
+    void setNetworkTrafficWidths();
     // Runs a handler; what it throws is shown as the application's default fault report.
     void guarded(const std::function<void()>& handler);
 
@@ -137,7 +138,7 @@ private:
     ui::TWorldMap* ChartMap = nullptr;
     ui::TSizePanel* RzSizePanelNetworkTraffic = nullptr;
     QTableView* cxGridNetworkEventsView = nullptr;
-    ui::TPagedQueryModel* m_networkTrafficModel = nullptr;
+    NetworkTrafficModel* m_networkTrafficModel = nullptr;
     NetworkTrafficGrid m_networkTraffic;
     QList<QAction*> m_menuEntries; // every entry of the menu tree, in tree order
 };

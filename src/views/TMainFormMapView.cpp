@@ -4,16 +4,14 @@
 #include "details/TSessionViewForm.h"
 #include "store/DestinationCountries.h"
 #include "store/TMainDataModule.h"
-#include "store/TPagedQuery.h"
 #include "toolkit/Icons.h"
 #include "toolkit/TLinkDelegate.h"
-#include "toolkit/TPagedQueryModel.h"
 #include "toolkit/TSizePanel.h"
 #include "toolkit/TWorldMap.h"
 
+#include <QAbstractTableModel>
 #include <QHBoxLayout>
 #include <QHeaderView>
-#include <QIdentityProxyModel>
 #include <QLabel>
 #include <QTableView>
 #include <QToolButton>
@@ -24,18 +22,6 @@ namespace kelvane {
 namespace {
 
 const QColor kLitCountry(0xF5, 0x66, 0x2D);
-
-// The grid's headers are the columns' captions, not the fields' names.
-class CaptionedModel : public QIdentityProxyModel {
-public:
-    using QIdentityProxyModel::QIdentityProxyModel;
-    QVariant headerData(int section, Qt::Orientation orientation, int role) const override {
-        if (orientation == Qt::Horizontal && role == Qt::DisplayRole && section >= 0 &&
-            section < static_cast<int>(NetworkTrafficGrid::columns().size()))
-            return NetworkTrafficGrid::columns()[static_cast<size_t>(section)].caption;
-        return QIdentityProxyModel::headerData(section, orientation, role);
-    }
-};
 
 QToolButton* exportButton(QWidget* parent, const char* name, const char* icon, const QString& hint) {
     auto* button = new QToolButton(parent);
@@ -48,6 +34,47 @@ QToolButton* exportButton(QWidget* parent, const char* name, const char* icon, c
 }
 
 } // namespace
+
+// The grid of one country's connections: the columns stand from the start, the rows come with a click.
+class NetworkTrafficModel : public QAbstractTableModel {
+public:
+    using QAbstractTableModel::QAbstractTableModel;
+
+    void setRows(std::unique_ptr<NetworkTrafficRows> rows) {
+        beginResetModel();
+        m_rows = std::move(rows);
+        endResetModel();
+    }
+
+    int rowCount(const QModelIndex& parent = QModelIndex()) const override {
+        return parent.isValid() || !m_rows ? 0 : m_rows->rowCount();
+    }
+    int columnCount(const QModelIndex& parent = QModelIndex()) const override {
+        return parent.isValid() ? 0 : static_cast<int>(NetworkTrafficGrid::columns().size());
+    }
+    QVariant data(const QModelIndex& index, int role) const override {
+        if (role != Qt::DisplayRole || !m_rows)
+            return {};
+        try {
+            return m_rows->value(index.row(), index.column());
+        } catch (const std::exception&) {
+            // A read that fails while the grid paints shows an empty cell.
+            return {};
+        }
+    }
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override {
+        if (orientation == Qt::Horizontal && role == Qt::DisplayRole && section >= 0 &&
+            section < columnCount())
+            return NetworkTrafficGrid::columns()[static_cast<size_t>(section)].caption;
+        return QAbstractTableModel::headerData(section, orientation, role);
+    }
+    Qt::ItemFlags flags(const QModelIndex& index) const override {
+        return index.isValid() ? Qt::ItemIsEnabled | Qt::ItemIsSelectable : Qt::NoItemFlags;
+    }
+
+private:
+    std::unique_ptr<NetworkTrafficRows> m_rows;
+};
 
 QWidget* TMainForm::buildMapViewTab() {
     auto* tab = new QWidget(this);
@@ -121,10 +148,9 @@ QWidget* TMainForm::buildMapViewTab() {
     cxGridNetworkEventsView->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     cxGridNetworkEventsView->setItemDelegateForColumn(NetworkTrafficGrid::linkColumn(),
                                                       new ui::TLinkDelegate(cxGridNetworkEventsView));
-    m_networkTrafficModel = new ui::TPagedQueryModel(cxGridNetworkEventsView);
-    auto* captioned = new CaptionedModel(cxGridNetworkEventsView);
-    captioned->setSourceModel(m_networkTrafficModel);
-    cxGridNetworkEventsView->setModel(captioned);
+    m_networkTrafficModel = new NetworkTrafficModel(cxGridNetworkEventsView);
+    cxGridNetworkEventsView->setModel(m_networkTrafficModel);
+    setNetworkTrafficWidths();
     panelLayout->addWidget(cxGridNetworkEventsView, 1);
     RzSizePanelNetworkTraffic->hide();
 
@@ -173,18 +199,21 @@ void TMainForm::ChartMapClickSeries(int index) {
     CloseNetworkTraffic();
     m_networkTraffic.setCode(ChartMap->shape(index).code);
     m_data.OpenDatabase();
-    auto query = std::make_unique<TPagedQuery>(m_data.connection(), NetworkTrafficGrid::rowsSql());
-    query->setParam("Code", m_networkTraffic.code());
-    m_networkTrafficModel->setQuery(std::move(query));
-    const auto& columns = NetworkTrafficGrid::columns();
-    for (size_t i = 0; i < columns.size(); ++i)
-        if (columns[i].width > 0)
-            cxGridNetworkEventsView->setColumnWidth(static_cast<int>(i), columns[i].width);
+    m_networkTrafficModel->setRows(
+        std::make_unique<NetworkTrafficRows>(m_data.connection(), m_networkTraffic.code()));
+    setNetworkTrafficWidths();
     RzSizePanelNetworkTraffic->show();
 }
 
 void TMainForm::CloseNetworkTraffic() {
-    m_networkTrafficModel->clear();
+    m_networkTrafficModel->setRows(nullptr);
+}
+
+void TMainForm::setNetworkTrafficWidths() {
+    const auto& columns = NetworkTrafficGrid::columns();
+    for (size_t i = 0; i < columns.size(); ++i)
+        if (columns[i].width > 0)
+            cxGridNetworkEventsView->setColumnWidth(static_cast<int>(i), columns[i].width);
 }
 
 void TMainForm::SpeedButtonCloseClick() {
