@@ -18,6 +18,7 @@
 #include <QTabWidget>
 #include <QTableView>
 #include <QTemporaryDir>
+#include <QWheelEvent>
 
 #include <sys/resource.h>
 
@@ -123,13 +124,43 @@ int main(int argc, char* argv[]) {
         QApplication::sendEvent(map, &move);
     });
     tip.print("tip following the mouse:");
-    frames(map, 120, [&](int i) {
-        map->scrollBy(QPointF(i < 60 ? 6 : -6, 2));
-    }).print("scrolling the whole world:");
+    // As the user does it: drags with the left button, the wheel in small steps (a fine wheel or a touch
+    // pad), and a rest after each, when the map is drawn in full again.
+    auto send = [map](QEvent::Type type, QPointF at, Qt::MouseButton button, Qt::MouseButtons buttons) {
+        QMouseEvent event(type, at, map->mapToGlobal(at), button, buttons, Qt::NoModifier);
+        QApplication::sendEvent(map, &event);
+    };
+    auto rest = [&] {
+        QElapsedTimer wait;
+        wait.start();
+        while (wait.elapsed() < 400)
+            app.processEvents();
+    };
+    auto drag = [&](const char* what, QPointF step) {
+        QPointF at = map->rect().center();
+        send(QEvent::MouseButtonPress, at, Qt::LeftButton, Qt::LeftButton);
+        frames(map, 120, [&](int i) {
+            at += i < 60 ? step : -step;
+            send(QEvent::MouseMove, at, Qt::NoButton, Qt::LeftButton);
+        }).print(what);
+        send(QEvent::MouseButtonRelease, at, Qt::LeftButton, Qt::NoButton);
+        rest();
+    };
+    auto wheel = [&](const char* what, QPointF at, int delta) {
+        frames(map, 60, [&](int) {
+            QWheelEvent event(at, map->mapToGlobal(at), QPoint(), QPoint(0, delta), Qt::NoButton,
+                              Qt::NoModifier, Qt::NoScrollPhase, false);
+            QApplication::sendEvent(map, &event);
+        }).print(what);
+        rest();
+    };
+    rest();
+    drag("scrolling the whole world:", QPointF(6, 2));
     const QPointF europe = map->planeTransform(map->rect()).map(ui::projectNaturalEarth(10, 50));
-    frames(map, 60, [&](int) { map->zoomAt(europe, 1.05); }).print("zooming in on Europe (to 18x):");
-    frames(map, 120, [&](int i) { map->scrollBy(QPointF(i < 60 ? 8 : -8, 3)); }).print("scrolling at 18x:");
-    frames(map, 60, [&](int) { map->zoomAt(europe, 1 / 1.05); }).print("zooming out again:");
+    wheel("zooming in on Europe (to 18x):", europe, 32);
+    drag("scrolling at 18x:", QPointF(8, 3));
+    wheel("zooming out again:", europe, -32);
+    map->resetZoom();
 
     // Clicks on the busiest country, a small one and a dark one.
     auto* grid = form.findChild<QTableView*>("cxGridNetworkEventsView");

@@ -18,6 +18,10 @@ constexpr double kMaxZoom = 100;
 // Lit countries smaller than this many pixels are drawn as a dot of this size, so that a lit Malta or
 // Singapore shows on the whole world.
 constexpr double kMinLitSize = 4;
+// The cached picture reaches this share of the widget's size beyond each edge.
+constexpr double kCacheMargin = 0.25;
+// How long the map must rest before a draft is drawn again in full.
+constexpr int kSettleMs = 150;
 
 QRectF worldBounds(const std::vector<TMapShape>& shapes) {
     QRectF r;
@@ -48,6 +52,9 @@ TWorldMap::TWorldMap(std::vector<TMapShape> shapes, QWidget* parent)
       m_world(worldBounds(m_shapes)), m_area(m_world) {
     setMouseTracking(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
+    m_settle.setSingleShot(true);
+    m_settle.setInterval(kSettleMs);
+    connect(&m_settle, &QTimer::timeout, this, &TWorldMap::settle);
     setMinimumSize(100, 60);
 }
 
@@ -84,7 +91,7 @@ void TWorldMap::setVisibleArea(const QRectF& area) {
     if (a == m_area)
         return;
     m_area = a;
-    changed();
+    update();
 }
 
 QTransform TWorldMap::planeTransform(const QRectF& target) const {
@@ -121,12 +128,20 @@ int TWorldMap::shapeAtPosition(const QPointF& widgetPoint) const {
 void TWorldMap::render(QPainter& painter, const QRectF& target) const {
     painter.save();
     painter.setClipRect(target, Qt::IntersectClip);
+    draw(painter, planeTransform(target), target, Quality::Final);
+    painter.restore();
+}
+
+void TWorldMap::draw(QPainter& painter, const QTransform& toTarget, const QRectF& target,
+                     Quality quality) const {
     painter.fillRect(target, kBackground);
-    const QTransform toTarget = planeTransform(target);
     const double scale = toTarget.m11();
     const QRectF visible = toTarget.inverted().mapRect(target);
-    const int level = TMapShape::detailLevel(scale * std::max(1.0, painter.device()->devicePixelRatioF()));
-    painter.setRenderHint(QPainter::Antialiasing, true);
+    int level = TMapShape::detailLevel(scale * std::max(1.0, painter.device()->devicePixelRatioF()));
+    // A draft, while the map moves, is coarser and not smoothed.
+    if (quality == Quality::Draft)
+        level = std::min(level + 1, TMapShape::kDetailLevels - 1);
+    painter.setRenderHint(QPainter::Antialiasing, quality == Quality::Final);
     const QTransform base = painter.transform();
     painter.setTransform(toTarget, true);
     std::vector<const TMapShape*> dots;
@@ -144,13 +159,27 @@ void TWorldMap::render(QPainter& painter, const QRectF& target) const {
     }
     // Dots in pixels, over the outlines.
     painter.setTransform(base);
+    painter.setPen(Qt::NoPen);
     for (const TMapShape* s : dots) {
-        const QPointF c = toTarget.map(s->bounds.center());
-        painter.setPen(Qt::NoPen);
         painter.setBrush(s->color);
-        painter.drawEllipse(c, kMinLitSize / 2, kMinLitSize / 2);
+        painter.drawEllipse(toTarget.map(s->bounds.center()), kMinLitSize / 2, kMinLitSize / 2);
     }
-    painter.restore();
+}
+
+void TWorldMap::renderCache(Quality quality) {
+    // The picture reaches a margin beyond each edge, so that scrolling a little only moves it.
+    const QSizeF margin(width() * kCacheMargin, height() * kCacheMargin);
+    const QSizeF logical = QSizeF(size()) + 2 * margin;
+    const qreal ratio = devicePixelRatioF();
+    if (m_cache.size() != (logical * ratio).toSize()) {
+        m_cache = QPixmap((logical * ratio).toSize());
+        m_cache.setDevicePixelRatio(ratio);
+    }
+    m_cacheTransform = planeTransform(rect()) * QTransform::fromTranslate(margin.width(), margin.height());
+    QPainter painter(&m_cache);
+    draw(painter, m_cacheTransform, QRectF(QPointF(0, 0), logical), quality);
+    m_cacheValid = true;
+    m_cacheQuality = quality;
 }
 
 QString TWorldMap::tipText() const {
@@ -161,16 +190,28 @@ QString TWorldMap::tipText() const {
 }
 
 void TWorldMap::paintEvent(QPaintEvent*) {
-    const qreal ratio = devicePixelRatioF();
-    if (!m_cacheValid || m_cache.size() != size() * ratio) {
-        m_cache = QPixmap(size() * ratio);
-        m_cache.setDevicePixelRatio(ratio);
-        QPainter cachePainter(&m_cache);
-        render(cachePainter, QRectF(QPointF(0, 0), QSizeF(size())));
-        m_cacheValid = true;
-    }
+    const bool moving = m_settle.isActive() || m_dragButton != Qt::NoButton;
+    const Quality quality = moving ? Quality::Draft : Quality::Final;
+    const QTransform now = planeTransform(rect());
+    // From the picture's pixels to the widget's.
+    QTransform toWidget = m_cacheValid ? m_cacheTransform.inverted() * now : QTransform();
+    const bool sameScale = m_cacheValid && std::abs(toWidget.m11() - 1) < 1e-9;
+    const QRectF covered = toWidget.mapRect(QRectF(QPointF(0, 0), m_cache.deviceIndependentSize()));
+    const bool covers = covered.adjusted(-0.5, -0.5, 0.5, 0.5).contains(QRectF(rect()));
     QPainter painter(this);
-    painter.drawPixmap(0, 0, m_cache);
+    if (!m_cacheValid || (sameScale && !covers) || (!sameScale && !moving)) {
+        renderCache(quality);
+        toWidget = m_cacheTransform.inverted() * now;
+    }
+    if (std::abs(toWidget.m11() - 1) < 1e-9) {
+        painter.drawPixmap(QPointF(std::round(toWidget.dx()), std::round(toWidget.dy())), m_cache);
+    } else {
+        // Zooming: the picture, stretched, stands in until the wheel rests.
+        painter.fillRect(rect(), kBackground);
+        painter.setTransform(toWidget);
+        painter.drawPixmap(QPointF(0, 0), m_cache);
+        painter.resetTransform();
+    }
     if (!m_zoomRect.isNull()) {
         painter.setPen(QPen(Qt::white, 1, Qt::DashLine));
         painter.setBrush(Qt::NoBrush);
@@ -199,8 +240,16 @@ void TWorldMap::resizeEvent(QResizeEvent*) {
     m_cacheValid = false;
 }
 
+void TWorldMap::settle() {
+    // The map has come to rest: draw it in full.
+    m_cacheValid = m_cacheValid && m_cacheQuality == Quality::Final &&
+                   std::abs((m_cacheTransform.inverted() * planeTransform(rect())).m11() - 1) < 1e-9;
+    update();
+}
+
 void TWorldMap::wheelEvent(QWheelEvent* event) {
     // One notch of a wheel (120) zooms by a fifth.
+    m_settle.start();
     zoomAt(event->position(), std::pow(1.2, event->angleDelta().y() / 120.0));
     event->accept();
 }
@@ -240,6 +289,8 @@ void TWorldMap::mouseReleaseEvent(QMouseEvent* event) {
     const Qt::MouseButton button = m_dragButton;
     m_dragButton = Qt::NoButton;
     unsetCursor();
+    if (m_dragged)
+        m_settle.start();
     if (!m_dragged) {
         const int index = shapeAtPosition(position);
         if (index >= 0)

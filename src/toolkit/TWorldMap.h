@@ -3,6 +3,7 @@
 #include "toolkit/WorldOutlines.h"
 
 #include <QPixmap>
+#include <QTimer>
 #include <QWidget>
 
 #include <vector>
@@ -65,7 +66,11 @@ protected:
     void leaveEvent(QEvent* event) override;
 
 private:
+    enum class Quality { Draft, Final };
     void changed();
+    void draw(QPainter& painter, const QTransform& toTarget, const QRectF& target, Quality quality) const;
+    void renderCache(Quality quality);
+    void settle();
     void setHover(int index, const QPoint& position);
 
     std::vector<TMapShape> m_shapes;
@@ -74,10 +79,13 @@ private:
     QRectF m_area;
     int m_updateDepth = 0;
 
-    // The map as last drawn: the mouse tip and the zoom rectangle are drawn over it without redrawing
-    // the countries.
+    // The map as last drawn, a margin beyond the edges: scrolling moves it, zooming stretches it until the
+    // wheel rests, and the mouse tip and the zoom rectangle are drawn over it.
     QPixmap m_cache;
+    QTransform m_cacheTransform; // plane units to the picture's pixels
     bool m_cacheValid = false;
+    Quality m_cacheQuality = Quality::Final;
+    QTimer m_settle;
 
     Qt::MouseButton m_dragButton = Qt::NoButton;
     QPoint m_pressPosition;

@@ -189,6 +189,40 @@ private slots:
         QCOMPARE(clicked.size(), 0);
     }
 
+    // The picture on screen is cached, moved while scrolling and stretched while zooming: wherever the
+    // view goes, France must be drawn where the view puts it.
+    void screenFollowsTheView() {
+        auto map = shownMap();
+        QVERIFY(map);
+        auto pixelAt = [&](double longitude, double latitude) {
+            return QColor(map->grab().toImage().pixel(onScreen(*map, longitude, latitude)));
+        };
+        const QColor lit(0xF5, 0x66, 0x2D);
+        const QPoint france = onScreen(*map, 2.5, 46.5);
+        map->grab(); // the picture to stretch
+        for (int i = 0; i < 6; ++i) {
+            QWheelEvent wheel(france, map->mapToGlobal(france), QPoint(), QPoint(0, 120), Qt::NoButton,
+                              Qt::NoModifier, Qt::NoScrollPhase, false);
+            QApplication::sendEvent(map.get(), &wheel);
+        }
+        // Near the west coast and off it: stretched at once, drawn again when the wheel rests.
+        QCOMPARE(pixelAt(-1.5, 47.5), lit);
+        QCOMPARE(pixelAt(-6, 46), TWorldMap::kBackground);
+        QTest::qWait(300);
+        QCOMPARE(pixelAt(-1.5, 47.5), lit);
+        QCOMPARE(pixelAt(-6, 46), TWorldMap::kBackground);
+
+        const QPoint from = map->rect().center();
+        QTest::mousePress(map.get(), Qt::LeftButton, {}, from);
+        for (int step = 1; step <= 10; ++step) {
+            QTest::mouseMove(map.get(), from + QPoint(25 * step, 10 * step));
+            QCOMPARE(pixelAt(-1.5, 47.5), lit);
+            QCOMPARE(pixelAt(-6, 46), TWorldMap::kBackground);
+        }
+        QTest::mouseRelease(map.get(), Qt::LeftButton, {}, from + QPoint(250, 100));
+        QTRY_COMPARE(pixelAt(-1.5, 47.5), lit);
+    }
+
     void tipFollowsTheMouse() {
         auto map = shownMap();
         QVERIFY(map);
