@@ -59,6 +59,15 @@ void saveMap(TMainForm& form, QTabWidget& tabs, const QString& out) {
                      Qt::NoModifier);
     QApplication::sendEvent(map, &move);
     save(&form, out, "main-map-view");
+    // Europe up close, with Malta and Luxembourg.
+    form.SpeedButtonCloseClick();
+    map->zoomAt(positionOf(12, 47), 5);
+    const QPointF malta = positionOf(14.4, 35.9);
+    QMouseEvent overMalta(QEvent::MouseMove, malta, map->mapToGlobal(malta), Qt::NoButton, Qt::NoButton,
+                          Qt::NoModifier);
+    QApplication::sendEvent(map, &overMalta);
+    save(map, out, "map-europe");
+    map->resetZoom();
 }
 
 } // namespace
