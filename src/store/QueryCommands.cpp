@@ -1,6 +1,7 @@
 #include "store/QueryCommands.h"
 
 #include "store/ProcessHierarchy.h"
+#include "store/DestinationCountries.h"
 #include "store/TMainDataModule.h"
 
 #include <QFileInfo>
@@ -9,6 +10,19 @@
 #include <stdexcept>
 
 namespace kelvane {
+
+namespace {
+
+// The countries the map lights, with their counts: code and count, tab-separated, a line each.
+int countriesCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
+    if (!args.isEmpty())
+        return 2;
+    for (const CountryCount& country : readDestinationCountries(data))
+        out << country.code << '\t' << country.count << '\n';
+    return 0;
+}
+
+} // namespace
 
 const std::map<QString, QueryCommand>& queryCommands() {
     // Each view registers its reading here.
@@ -20,6 +34,7 @@ const std::map<QString, QueryCommand>& queryCommands() {
               out << ProcessHierarchy::generate(data).toText();
               return 0;
           }}},
+        {"countries", {QString(), countriesCommand}},
     };
     return commands;
 }

@@ -325,47 +325,6 @@ QWidget* TMainForm::buildProcessViewTab() {
     return tab;
 }
 
-QWidget* TMainForm::buildMapViewTab() {
-    auto* tab = new QWidget(this);
-    tab->setObjectName("TabSheetMapView");
-    auto* layout = new QVBoxLayout(tab);
-    layout->setContentsMargins(0, 0, 0, 0);
-    auto* top = panel(tab, "PanelTopChartMap");
-    top->setFixedHeight(81);
-    auto* topLayout = new QVBoxLayout(top);
-    topLayout->setContentsMargins(4, 2, 4, 2);
-    auto* toolbar = panel(top, "PanelMapViewToolbar");
-    auto* toolbarLayout = new QHBoxLayout(toolbar);
-    toolbarLayout->setContentsMargins(0, 0, 0, 0);
-    toolbarLayout->addWidget(
-        speedButton(toolbar, "SpeedButtonExportMapViewToPDF", "export-pdf", "Export to PDF"));
-    toolbarLayout->addWidget(
-        speedButton(toolbar, "SpeedButtonExportMapViewToXLSX", "export-xlsx", "Export to XLSX"));
-    toolbarLayout->addWidget(
-        speedButton(toolbar, "SpeedButtonExportMapViewToHTML", "export-html", "Export to HTML"));
-    toolbarLayout->addStretch();
-    topLayout->addWidget(toolbar);
-    auto* note =
-        label(top, "LabelMapNote",
-              "- Network destinations will show if geo mapping option was selected during import, if the "
-              "map is not showing, please re-import data with geo mapping option enabled -\n"
-              "- Use mouse wheel and right button for zooming and left mouse button for scrolling -\n"
-              "- Click a country to view data -");
-    note->setAlignment(Qt::AlignCenter);
-    topLayout->addWidget(note);
-    layout->addWidget(top);
-    auto* chart = panel(tab, "ChartMap");
-    chart->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
-    auto* chartLayout = new QVBoxLayout(chart);
-    chartLayout->addStretch();
-    auto* traffic = panel(chart, "RzSizePanelNetworkTraffic");
-    traffic->setFixedHeight(185);
-    traffic->hide();
-    chartLayout->addWidget(traffic);
-    layout->addWidget(chart, 1);
-    return tab;
-}
-
 QWidget* TMainForm::buildAllEventsTab() {
     auto* tab = new QWidget(this);
     tab->setObjectName("TabSheetAllEvents");
@@ -435,14 +394,6 @@ void TMainForm::CheckDB1Click() {
 
 void TMainForm::CheckDriverName1Click() {
     MessageService::message(this, "SQLite");
-}
-
-void TMainForm::InitMapShapes() {
-    // The world map arrives with the map view; until then there are no shapes to prepare.
-}
-
-void TMainForm::ColorDestinationCountries() {
-    // The world map arrives with the map view; until then there is nothing to colour.
 }
 
 } // namespace kelvane

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "store/NetworkTrafficGrid.h"
+
 #include <QMainWindow>
 #include <QStringList>
 
@@ -12,17 +14,21 @@ class QListWidget;
 class QProgressBar;
 class QPushButton;
 class QSplitter;
+class QTableView;
 class QTabWidget;
 class QToolButton;
 class QWidget;
 
 namespace kelvane {
 class ProcessHierarchy;
+class NetworkTrafficModel;
 class TMainDataModule;
 namespace ui {
 class TDiagramNode;
 class TLinkGrid;
 class TNodeDiagram;
+class TSizePanel;
+class TWorldMap;
 } // namespace ui
 
 // The main window: the menu, the four tabs and the flows that replace or load the database.
@@ -77,6 +83,15 @@ public:
     void SpeedButtonGenerateProcessHierarchyClick();
     void SpeedButtonHierarchyZoomClick();
     void ProcessDiagramDeletion(ui::TDiagramNode* node);
+    // Map view.
+    void MarkCountry(const QString& code, int count);
+    void ChartMapClickSeries(int index);
+    void SpeedButtonCloseClick();
+    void cxGridNetworkEventsViewProcessGuidPropertiesStartClick(const QString& guid);
+    void CloseNetworkTraffic();
+    ui::TWorldMap* chartMap() const { return ChartMap; }
+    // What the grid of a country's connections shows (for the exports).
+    const NetworkTrafficGrid& networkTraffic() const { return m_networkTraffic; }
 
     // All events view: the search, run by Enter and by Go.
     void cxButtonEditAllEventsSearchTextPropertiesButtonClick();
@@ -102,6 +117,7 @@ private:
     // Replaces the hierarchy's nodes by the tree's; `report` hears the percentage done.
     void fillProcessDiagram(const ProcessHierarchy& tree, const std::function<void(int)>& report);
     void InitMapShapes();
+    void setNetworkTrafficWidths();
     // Runs a handler; what it throws is shown as the application's default fault report.
     void guarded(const std::function<void()>& handler);
 
@@ -130,6 +146,11 @@ private:
     QProgressBar* ProgressBarHierarchy = nullptr;
     QLineEdit* cxButtonEditAllEventsSearchText = nullptr;
     QLabel* LabelGroupByHint = nullptr;
+    ui::TWorldMap* ChartMap = nullptr;
+    ui::TSizePanel* RzSizePanelNetworkTraffic = nullptr;
+    QTableView* cxGridNetworkEventsView = nullptr;
+    NetworkTrafficModel* m_networkTrafficModel = nullptr;
+    NetworkTrafficGrid m_networkTraffic;
     QList<QAction*> m_menuEntries; // every entry of the menu tree, in tree order
 };
 
