@@ -16,7 +16,7 @@ namespace {
 // The countries the map lights, with their counts: code and count, tab-separated, a line each.
 int countriesCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
     if (!args.isEmpty())
-        return 2;
+        throw std::runtime_error("countries takes no arguments");
     for (const CountryCount& country : readDestinationCountries(data))
         out << country.code << '\t' << country.count << '\n';
     return 0;

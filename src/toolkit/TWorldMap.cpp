@@ -289,7 +289,8 @@ void TWorldMap::mouseReleaseEvent(QMouseEvent* event) {
     const Qt::MouseButton button = m_dragButton;
     m_dragButton = Qt::NoButton;
     unsetCursor();
-    if (m_dragged)
+    // A scroll has left drafts behind; a zoom rectangle is drawn in full at once.
+    if (m_dragged && button == Qt::LeftButton)
         m_settle.start();
     if (!m_dragged) {
         const int index = shapeAtPosition(position);

@@ -157,6 +157,14 @@ QWidget* TMainForm::buildMapViewTab() {
     connect(ChartMap, &ui::TWorldMap::shapeClicked, this,
             [this](int index) { guarded([&] { ChartMapClickSeries(index); }); });
     connect(close, &QToolButton::clicked, this, [this] { SpeedButtonCloseClick(); });
+    // A pointing hand over the links.
+    cxGridNetworkEventsView->setMouseTracking(true);
+    connect(cxGridNetworkEventsView, &QTableView::entered, this, [this](const QModelIndex& index) {
+        if (index.column() == NetworkTrafficGrid::linkColumn())
+            cxGridNetworkEventsView->viewport()->setCursor(Qt::PointingHandCursor);
+        else
+            cxGridNetworkEventsView->viewport()->unsetCursor();
+    });
     connect(cxGridNetworkEventsView, &QTableView::clicked, this, [this](const QModelIndex& index) {
         if (index.column() == NetworkTrafficGrid::linkColumn())
             guarded([&] { cxGridNetworkEventsViewProcessGuidPropertiesStartClick(index.data().toString()); });

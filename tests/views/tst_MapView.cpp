@@ -8,6 +8,7 @@
 #include "toolkit/TWorldMap.h"
 #include "views/TMainForm.h"
 
+#include <QAbstractItemModelTester>
 #include <QDialog>
 #include <QHeaderView>
 #include <QPushButton>
@@ -173,6 +174,8 @@ private slots:
         setCountriesAndLoad({"FR", "US", "fr", "n/a", "", "FR", "DE", "FR"});
         m_form->findChild<QTabWidget*>("PageControlMain")->setCurrentIndex(1);
         QVERIFY(panel()->isHidden());
+        QAbstractItemModelTester tester(grid()->model(),
+                                        QAbstractItemModelTester::FailureReportingMode::QtTest);
         const QList<int> france = shapesOf("FR");
         QStringList first;
         for (int shape : {france.first(), france.last()}) {
