@@ -6,7 +6,6 @@
 #include "toolkit/TNodeDiagram.h"
 #include "views/TMainForm.h"
 
-#include <QLabel>
 #include <QProgressBar>
 #include <QScrollBar>
 #include <QSignalSpy>
@@ -115,34 +114,6 @@ private slots:
         QVERIFY(!m_form->topNode());
         QCOMPARE(diagram()->topLevelCount(), 0);
         QCOMPARE(script.records().size(), size_t(0));
-    }
-
-    void legendAndButtons() {
-        QCOMPARE(find<QToolButton>("SpeedButtonGenerateProcessHierarchy")->toolTip(),
-                 QString("Generate Diagram\nThis may take time depending on the size of collected data"));
-        QCOMPARE(find<QToolButton>("SpeedButtonExportHierarchy")->toolTip(), QString("Export Diagram"));
-        auto* zoom = find<QToolButton>("SpeedButtonHierarchyZoom");
-        QCOMPARE(zoom->toolTip(), QString("Fit Diagram"));
-        QTest::mouseClick(zoom, Qt::LeftButton);
-        QVERIFY(zoom->isChecked() && diagram()->zoomToFit());
-        QTest::mouseClick(zoom, Qt::LeftButton);
-        QVERIFY(!zoom->isChecked() && !diagram()->zoomToFit());
-        QCOMPARE(diagram()->nodeFont().pixelSize(), 11);
-
-        const QStringList texts{"This process terminated",
-                                "Top level process (no process creation event logged)",
-                                "This process did not terminate"};
-        const QList<QColor> colours{QColor(0x56, 0xAC, 0xF3), QColor(0xEE, 0x82, 0xEE),
-                                    QColor(0xFF, 0x45, 0x00)};
-        for (int i = 0; i < 3; ++i) {
-            QCOMPARE(find<QLabel>(QString("LabelL%1").arg(i + 1))->text(), texts[i]);
-            auto* shape = find<QWidget>(QString("ShapeL%1").arg(i + 1));
-            const QImage shot = shape->grab().toImage();
-            QCOMPARE(shot.pixelColor(shot.rect().center()), colours[i]);
-            // Rows of the legend in the order of the table, top to bottom.
-            if (i > 0)
-                QVERIFY(shape->y() > find<QWidget>(QString("ShapeL%1").arg(i))->y());
-        }
     }
 
     // The tab draws exactly the tree that kelvane-query prints.
