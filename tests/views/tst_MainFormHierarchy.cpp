@@ -119,7 +119,12 @@ private slots:
     // The tab draws exactly the tree that kelvane-query prints.
     void generatesTheTree() {
         load();
+        auto* progress = find<QProgressBar>("ProgressBarHierarchy");
+        QSignalSpy steps(progress, &QProgressBar::valueChanged);
         generate();
+        QVERIFY(steps.size() >= 2);
+        QCOMPARE(steps.last().first().toInt(), 100);
+        QVERIFY(progress->isHidden());
         TDiagramNode* top = m_form->topNode();
         QVERIFY(top);
         QCOMPARE(diagram()->topLevelCount(), 1);
@@ -135,7 +140,6 @@ private slots:
         QCOMPARE(diagramText(top), expected);
         QCOMPARE(ProcessHierarchy::generate(*m_data).toText(), expected);
         QVERIFY(top->child(0)->child(0)->rect().isValid()); // expanded all the way down
-        QVERIFY(find<QProgressBar>("ProgressBarHierarchy")->isHidden());
     }
 
     // A second generation replaces every node, and keeps the termination answer of the first.
