@@ -1,16 +1,38 @@
 #include "store/QueryCommands.h"
 
+#include "store/AllEventsSearch.h"
 #include "store/TMainDataModule.h"
 
 #include <QFileInfo>
+#include <QTextStream>
 
 #include <stdexcept>
 
 namespace kelvane {
 
+namespace {
+
+// The master rows of the all-events search, one per line, then their count.
+int runSearchCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
+    if (args.size() != 1) {
+        QTextStream(stderr) << "usage: kelvane-query --db PATH search TERM\n";
+        return 2;
+    }
+    const auto rows = searchMasterRows(data.connection(), args.first());
+    for (const MasterRow& row : rows)
+        out << row.gid << '\t' << row.utcTime << '\t' << row.eventType << '\t' << row.eventTypeName << '\t'
+            << row.correlationGuid << '\t' << row.computer << '\t' << row.ruleName << '\n';
+    out << rows.size() << '\n';
+    return 0;
+}
+
+} // namespace
+
 const std::map<QString, QueryCommand>& queryCommands() {
     // Each view registers its reading here.
-    static const std::map<QString, QueryCommand> commands = {};
+    static const std::map<QString, QueryCommand> commands = {
+        {"search", {"TERM", &runSearchCommand}},
+    };
     return commands;
 }
 

@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <memory>
 
 class QAction;
 class QLabel;
@@ -16,9 +17,15 @@ class QToolButton;
 class QWidget;
 
 namespace kelvane {
+class AllEventsGridDescription;
+class AllEventsSearchTask;
+class DetailRowReader;
+class MasterRowReader;
 class TMainDataModule;
+struct DetailView;
 namespace ui {
 class TDiagramNode;
+class TGroupingGrid;
 class TLinkGrid;
 class TNodeDiagram;
 } // namespace ui
@@ -72,6 +79,14 @@ public:
 
     // All events view: the search, run by Enter and by Go.
     void cxButtonEditAllEventsSearchTextPropertiesButtonClick();
+    void cxButtonEditAllEventsSearchTextKeyPress(int key);
+    void PanelSearchAllEventsAlignPosition();
+    const DetailView& cxGridAllEventsDetailsLevelGetGridView(int eventType) const;
+    void FIDPropertiesStartClick(const QString& table, const QString& cellText);
+    void GuidPropertiesStartClick(const QString& guid);
+    // What the grid of all events shows, for the exports.
+    AllEventsGridDescription allEventsGridDescription() const;
+    bool allEventsSearchRunning() const;
 
     // The support address of the failure message after an import.
     static constexpr const char* kSupportAddress = "support@kelvane.org";
@@ -94,6 +109,10 @@ private:
     void InitMapShapes();
     // Runs a handler; what it throws is shown as the application's default fault report.
     void guarded(const std::function<void()>& handler);
+    // The all-events grid follows the data: filled after a load or an import, emptied before an import.
+    void OpenAllEventsView();
+    void CloseAllEventsView();
+    void startAllEventsSearch(const QString& term);
 
     TMainDataModule& m_data;
     QString m_databasePath;
@@ -118,6 +137,11 @@ private:
     QToolButton* SpeedButtonZoom = nullptr;
     QLineEdit* cxButtonEditAllEventsSearchText = nullptr;
     QLabel* LabelGroupByHint = nullptr;
+    QWidget* PanelSearchAllEvents = nullptr;
+    ui::TGroupingGrid* cxGridAllEvents = nullptr;
+    AllEventsSearchTask* m_allEventsSearch = nullptr;
+    std::unique_ptr<MasterRowReader> m_masterRowReader;
+    std::unique_ptr<DetailRowReader> m_detailRowReader;
     QList<QAction*> m_menuEntries; // every entry of the menu tree, in tree order
 };
 

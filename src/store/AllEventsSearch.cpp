@@ -1,0 +1,137 @@
+#include "store/AllEventsSearch.h"
+
+#include "store/Schema.h"
+
+#include <algorithm>
+
+namespace kelvane {
+
+namespace {
+
+// FIDs are GIDs, small and dense: a bit per possible key. Keys beyond the bit range (negative ones,
+// or a hand-edited database) go to a plain list.
+class IdSet {
+public:
+    void add(std::int64_t id) {
+        if (id < 0 || id >= kMaxBits) {
+            m_outliers.push_back(id);
+            return;
+        }
+        const auto word = static_cast<std::size_t>(id >> 6);
+        if (word >= m_bits.size())
+            m_bits.resize(std::max(word + 1, m_bits.size() * 2), 0);
+        m_bits[word] |= std::uint64_t{1} << (id & 63);
+    }
+
+    std::vector<std::int64_t> sorted() const {
+        std::vector<std::int64_t> ids(m_outliers);
+        for (std::size_t word = 0; word < m_bits.size(); ++word)
+            for (std::uint64_t bits = m_bits[word]; bits; bits &= bits - 1)
+                ids.push_back(static_cast<std::int64_t>(word * 64 + std::countr_zero(bits)));
+        if (!m_outliers.empty()) {
+            std::sort(ids.begin(), ids.end());
+            ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+        }
+        return ids;
+    }
+
+private:
+    static constexpr std::int64_t kMaxBits = std::int64_t{1} << 31;
+    std::vector<std::uint64_t> m_bits;
+    std::vector<std::int64_t> m_outliers;
+};
+
+int stopWhenCancelled(void* flag) {
+    return static_cast<const CancelFlag*>(flag)->load(std::memory_order_relaxed) ? 1 : 0;
+}
+
+} // namespace
+
+CancelGuard::CancelGuard(sql::Database& db, const CancelFlag* cancel) : m_db(db) {
+    if (cancel)
+        sqlite3_progress_handler(db.handle(), 2000, &stopWhenCancelled,
+                                 const_cast<void*>(static_cast<const void*>(cancel)));
+}
+
+CancelGuard::~CancelGuard() {
+    sqlite3_progress_handler(m_db.handle(), 0, nullptr, nullptr);
+}
+
+std::unique_ptr<sql::Database> openReadOnlyDatabase(const std::string& path) {
+    sqlite3* handle = nullptr;
+    const int rc =
+        sqlite3_open_v2(path.c_str(), &handle, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr);
+    if (rc != SQLITE_OK) {
+        const std::string text = handle ? sqlite3_errmsg(handle) : sqlite3_errstr(rc);
+        sqlite3_close_v2(handle);
+        throw sql::Error("unable to open database file '" + path + "': " + text, rc);
+    }
+    // Adopt the handle through the usual wrapper: a Database opened read-write would create a
+    // missing file and could write to the user's database.
+    auto db = std::make_unique<sql::Database>(sql::Database::adopt(handle));
+    db->exec("PRAGMA mmap_size = 4294967296");
+    return db;
+}
+
+std::vector<std::int64_t>
+searchEventIds(sql::Database& db, const QString& term, const CancelFlag* cancel,
+               const std::function<void(const std::vector<std::int64_t>&)>& afterTable) {
+    const CancelGuard guard(db, cancel);
+    const std::string text = term.toStdString();
+    IdSet found;
+    try {
+        for (const auto& select : schema::searchSubSelects()) {
+            sql::Statement stmt = db.prepare(select.sql);
+            stmt.bindStatic(stmt.parameterIndex(":TermParam"), text);
+            while (stmt.step())
+                found.add(stmt.columnInt64(0));
+            if (afterTable)
+                afterTable(found.sorted());
+        }
+    } catch (const sql::Error& e) {
+        if (e.code() == SQLITE_INTERRUPT && cancel && cancel->load())
+            throw SearchCancelled();
+        throw;
+    }
+    return found.sorted();
+}
+
+MasterRowReader::MasterRowReader(sql::Database& db)
+    : m_stmt(db.prepare("SELECT UtcTime, EventType, EventTypeName, GID, CorrelationGuid, Computer, RuleName "
+                        "FROM AllEvents WHERE GID = ?",
+                        true)) {}
+
+bool MasterRowReader::read(std::int64_t gid, MasterRow& row) {
+    m_stmt.reset();
+    m_stmt.bind(1, gid);
+    if (!m_stmt.step())
+        return false;
+    auto text = [this](int column) {
+        if (m_stmt.isNull(column))
+            return QString();
+        const std::string_view value = m_stmt.columnText(column);
+        return QString::fromUtf8(value.data(), static_cast<qsizetype>(value.size()));
+    };
+    row.utcTime = text(0);
+    row.eventType = static_cast<int>(m_stmt.columnInt64(1));
+    row.eventTypeName = text(2);
+    row.gid = m_stmt.columnInt64(3);
+    row.correlationGuid = text(4);
+    row.computer = text(5);
+    row.ruleName = text(6);
+    m_stmt.reset();
+    return true;
+}
+
+std::vector<MasterRow> searchMasterRows(sql::Database& db, const QString& term) {
+    std::vector<MasterRow> rows;
+    MasterRowReader reader(db);
+    for (const std::int64_t gid : searchEventIds(db, term)) {
+        MasterRow row;
+        if (reader.read(gid, row))
+            rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+} // namespace kelvane
