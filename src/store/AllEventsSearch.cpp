@@ -81,6 +81,8 @@ searchEventIds(sql::Database& db, const QString& term, const CancelFlag* cancel,
     IdSet found;
     try {
         for (const auto& select : schema::searchSubSelects()) {
+            if (cancel && cancel->load())
+                throw SearchCancelled();
             sql::Statement stmt = db.prepare(select.sql);
             stmt.bindStatic(stmt.parameterIndex(":TermParam"), text);
             while (stmt.step())
