@@ -98,41 +98,68 @@ searchEventIds(sql::Database& db, const QString& term, const CancelFlag* cancel,
     return found.sorted();
 }
 
+namespace {
+
+MasterRow masterRowAt(const sql::Statement& stmt) {
+    auto text = [&](int column) {
+        if (stmt.isNull(column))
+            return QString();
+        const std::string_view value = stmt.columnText(column);
+        return QString::fromUtf8(value.data(), static_cast<qsizetype>(value.size()));
+    };
+    MasterRow row;
+    row.utcTime = text(0);
+    row.eventType = static_cast<int>(stmt.columnInt64(1));
+    row.eventTypeName = text(2);
+    row.gid = stmt.columnInt64(3);
+    row.correlationGuid = text(4);
+    row.computer = text(5);
+    row.ruleName = text(6);
+    return row;
+}
+
+constexpr const char* kMasterColumns =
+    "SELECT UtcTime, EventType, EventTypeName, GID, CorrelationGuid, Computer, RuleName FROM AllEvents";
+
+} // namespace
+
 MasterRowReader::MasterRowReader(sql::Database& db)
-    : m_stmt(db.prepare("SELECT UtcTime, EventType, EventTypeName, GID, CorrelationGuid, Computer, RuleName "
-                        "FROM AllEvents WHERE GID = ?",
-                        true)) {}
+    : m_db(db), m_stmt(db.prepare(std::string(kMasterColumns) + " WHERE GID = ?", true)) {}
 
 bool MasterRowReader::read(std::int64_t gid, MasterRow& row) {
     m_stmt.reset();
     m_stmt.bind(1, gid);
     if (!m_stmt.step())
         return false;
-    auto text = [this](int column) {
-        if (m_stmt.isNull(column))
-            return QString();
-        const std::string_view value = m_stmt.columnText(column);
-        return QString::fromUtf8(value.data(), static_cast<qsizetype>(value.size()));
-    };
-    row.utcTime = text(0);
-    row.eventType = static_cast<int>(m_stmt.columnInt64(1));
-    row.eventTypeName = text(2);
-    row.gid = m_stmt.columnInt64(3);
-    row.correlationGuid = text(4);
-    row.computer = text(5);
-    row.ruleName = text(6);
+    row = masterRowAt(m_stmt);
     m_stmt.reset();
     return true;
 }
 
+void MasterRowReader::readAll(const std::function<void(MasterRow&&)>& take) {
+    sql::Statement all = m_db.prepare(std::string(kMasterColumns) + " ORDER BY GID");
+    while (all.step())
+        take(masterRowAt(all));
+}
+
 std::vector<MasterRow> searchMasterRows(sql::Database& db, const QString& term) {
+    const std::vector<std::int64_t> ids = searchEventIds(db, term);
     std::vector<MasterRow> rows;
     MasterRowReader reader(db);
-    for (const std::int64_t gid : searchEventIds(db, term)) {
-        MasterRow row;
-        if (reader.read(gid, row))
-            rows.push_back(std::move(row));
+    // Few hits are read by key; many in one pass over AllEvents, which costs less than a look-up each.
+    constexpr std::size_t kLookups = 20000;
+    if (ids.size() <= kLookups) {
+        for (const std::int64_t gid : ids) {
+            MasterRow row;
+            if (reader.read(gid, row))
+                rows.push_back(std::move(row));
+        }
+        return rows;
     }
+    reader.readAll([&](MasterRow&& row) {
+        if (std::binary_search(ids.begin(), ids.end(), row.gid))
+            rows.push_back(std::move(row));
+    });
     return rows;
 }
 

@@ -57,8 +57,11 @@ public:
     explicit MasterRowReader(sql::Database& db);
     // False when AllEvents has no row of this GID.
     bool read(std::int64_t gid, MasterRow& row);
+    // Every row of AllEvents in GID order.
+    void readAll(const std::function<void(MasterRow&&)>& take);
 
 private:
+    sql::Database& m_db;
     sql::Statement m_stmt;
 };
 
