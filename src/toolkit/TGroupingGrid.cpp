@@ -197,6 +197,7 @@ TGroupingGrid::TGroupingGrid(QWidget* parent) : QWidget(parent) {
     m_view = new TGroupingTreeView(this);
     m_view->setObjectName("MasterView");
     m_view->setHeader(new TGroupingHeader(m_view));
+    m_view->header()->setSectionsClickable(true);
     m_model = new TGroupedEventsModel(this);
     m_model->setRowHeight(m_view->fontMetrics().height() + 6);
     m_view->setModel(m_model);
