@@ -3,6 +3,8 @@
 #include "store/Schema.h"
 
 #include <algorithm>
+#include <mutex>
+#include <thread>
 
 namespace kelvane {
 
@@ -23,6 +25,14 @@ public:
         m_bits[word] |= std::uint64_t{1} << (id & 63);
     }
 
+    void merge(const IdSet& other) {
+        if (other.m_bits.size() > m_bits.size())
+            m_bits.resize(other.m_bits.size(), 0);
+        for (std::size_t word = 0; word < other.m_bits.size(); ++word)
+            m_bits[word] |= other.m_bits[word];
+        m_outliers.insert(m_outliers.end(), other.m_outliers.begin(), other.m_outliers.end());
+    }
+
     std::vector<std::int64_t> sorted() const {
         std::vector<std::int64_t> ids(m_outliers);
         for (std::size_t word = 0; word < m_bits.size(); ++word)
@@ -40,6 +50,8 @@ private:
     std::vector<std::uint64_t> m_bits;
     std::vector<std::int64_t> m_outliers;
 };
+
+constexpr int kHitsPerReport = 100000;
 
 int stopWhenCancelled(void* flag) {
     return static_cast<const CancelFlag*>(flag)->load(std::memory_order_relaxed) ? 1 : 0;
@@ -69,32 +81,80 @@ std::unique_ptr<sql::Database> openReadOnlyDatabase(const std::string& path) {
     // Adopt the handle through the usual wrapper: a Database opened read-write would create a
     // missing file and could write to the user's database.
     auto db = std::make_unique<sql::Database>(sql::Database::adopt(handle));
-    db->exec("PRAGMA mmap_size = 4294967296");
     return db;
 }
 
 std::vector<std::int64_t>
 searchEventIds(sql::Database& db, const QString& term, const CancelFlag* cancel,
                const std::function<void(const std::vector<std::int64_t>&)>& afterTable) {
-    const CancelGuard guard(db, cancel);
+    sql::Database* readers[] = {&db};
+    return searchEventIds(readers, term, cancel, afterTable);
+}
+
+std::vector<std::int64_t>
+searchEventIds(std::span<sql::Database* const> readers, const QString& term, const CancelFlag* cancel,
+               const std::function<void(const std::vector<std::int64_t>&)>& afterTable) {
     const std::string text = term.toStdString();
-    IdSet found;
-    try {
-        for (const auto& select : schema::searchSubSelects()) {
-            if (cancel && cancel->load())
-                throw SearchCancelled();
-            sql::Statement stmt = db.prepare(select.sql);
-            stmt.bindStatic(stmt.parameterIndex(":TermParam"), text);
-            while (stmt.step())
-                found.add(stmt.columnInt64(0));
-            if (afterTable)
-                afterTable(found.sorted());
-        }
-    } catch (const sql::Error& e) {
-        if (e.code() == SQLITE_INTERRUPT && cancel && cancel->load())
-            throw SearchCancelled();
-        throw;
+    // The largest tables first, so that no reader is left with a big one at the end.
+    std::vector<schema::SearchSubSelect> selects = schema::searchSubSelects();
+    std::vector<std::pair<std::int64_t, std::size_t>> bySize;
+    for (std::size_t i = 0; i < selects.size(); ++i) {
+        sql::Statement last = readers[0]->prepare(std::string("SELECT MAX(rowid) FROM ") + selects[i].table);
+        bySize.emplace_back(last.step() ? -last.columnInt64(0) : 0, i);
     }
+    std::stable_sort(bySize.begin(), bySize.end());
+
+    std::atomic<std::size_t> next{0};
+    std::mutex lock;
+    IdSet found;
+    std::exception_ptr failure;
+    auto work = [&](sql::Database& db) {
+        try {
+            const CancelGuard guard(db, cancel);
+            for (std::size_t n = next++; n < bySize.size(); n = next++) {
+                if (cancel && cancel->load())
+                    throw SearchCancelled();
+                sql::Statement stmt = db.prepare(selects[bySize[n].second].sql);
+                stmt.bindStatic(stmt.parameterIndex(":TermParam"), text);
+                IdSet table;
+                // A big table reports its hits on the way, so that the first ones show at once.
+                int hits = 0;
+                while (stmt.step()) {
+                    table.add(stmt.columnInt64(0));
+                    if (++hits == kHitsPerReport && afterTable) {
+                        hits = 0;
+                        const std::lock_guard hold(lock);
+                        found.merge(table);
+                        afterTable(found.sorted());
+                    }
+                }
+                const std::lock_guard hold(lock);
+                found.merge(table);
+                if (afterTable)
+                    afterTable(found.sorted());
+            }
+        } catch (const sql::Error& e) {
+            const std::lock_guard hold(lock);
+            if (!failure)
+                failure = e.code() == SQLITE_INTERRUPT && cancel && cancel->load()
+                              ? std::make_exception_ptr(SearchCancelled())
+                              : std::current_exception();
+            next = bySize.size();
+        } catch (...) {
+            const std::lock_guard hold(lock);
+            if (!failure)
+                failure = std::current_exception();
+            next = bySize.size();
+        }
+    };
+    std::vector<std::thread> helpers;
+    for (std::size_t r = 1; r < readers.size(); ++r)
+        helpers.emplace_back(work, std::ref(*readers[r]));
+    work(*readers[0]);
+    for (std::thread& helper : helpers)
+        helper.join();
+    if (failure)
+        std::rethrow_exception(failure);
     return found.sorted();
 }
 

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,13 @@ std::unique_ptr<sql::Database> openReadOnlyDatabase(const std::string& path);
 // FIDs found so far, in order; it may be empty.
 std::vector<std::int64_t>
 searchEventIds(sql::Database& db, const QString& term, const CancelFlag* cancel = nullptr,
+               const std::function<void(const std::vector<std::int64_t>&)>& afterTable = {});
+
+// The same, the tables shared out among several connections to the same file, one thread each (the
+// first on the calling thread). afterTable runs on any of them, one at a time.
+std::vector<std::int64_t>
+searchEventIds(std::span<sql::Database* const> readers, const QString& term,
+               const CancelFlag* cancel = nullptr,
                const std::function<void(const std::vector<std::int64_t>&)>& afterTable = {});
 
 // The search as kelvane-query prints it: the master rows in GID order, as the statement gives them.

@@ -2,6 +2,9 @@
 
 #include <QElapsedTimer>
 #include <QMetaObject>
+#include <QThread>
+
+#include <algorithm>
 
 namespace kelvane {
 
@@ -61,11 +64,18 @@ void AllEventsSearchTask::search(const QString& databasePath, const QString& ter
         QElapsedTimer clock;
         clock.start();
         try {
-            auto db = openReadOnlyDatabase(path);
-            auto ids = searchEventIds(*db, term, cancel.get(), [&](const std::vector<std::int64_t>& soFar) {
-                auto partial = std::make_shared<const std::vector<std::int64_t>>(soFar);
-                report([this, partial] { emit partialResult(partial); });
-            });
+            // One reader per core: the scan is bound by evaluating LIKE, and the tables are independent.
+            std::vector<std::unique_ptr<sql::Database>> connections;
+            std::vector<sql::Database*> readers;
+            for (int i = 0; i < std::clamp(QThread::idealThreadCount(), 1, 2); ++i) {
+                connections.push_back(openReadOnlyDatabase(path));
+                readers.push_back(connections.back().get());
+            }
+            auto ids =
+                searchEventIds(readers, term, cancel.get(), [&](const std::vector<std::int64_t>& soFar) {
+                    auto partial = std::make_shared<const std::vector<std::int64_t>>(soFar);
+                    report([this, partial] { emit partialResult(partial); });
+                });
             auto result = std::make_shared<const std::vector<std::int64_t>>(std::move(ids));
             const qint64 elapsed = clock.elapsed();
             report([this, result, elapsed] {

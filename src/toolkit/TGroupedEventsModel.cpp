@@ -272,9 +272,8 @@ QVariant TGroupedEventsModel::data(const QModelIndex& index, int role) const {
     const RowKind kind = kindOf(index);
     if (role == RowKindRole)
         return static_cast<int>(kind);
-    // A detail row is as tall as the widget the grid puts into it.
     if (role == Qt::SizeHintRole)
-        return QSize(-1, m_rowHeight);
+        return QSize(-1, kind == RowKind::Detail && m_detailHeight ? m_detailHeight(index) : m_rowHeight);
     const auto* parent = static_cast<const Node*>(index.internalPointer());
     if (kind == RowKind::Group) {
         if (role != Qt::DisplayRole || index.column() != 0)

@@ -64,6 +64,10 @@ public:
     // The view and rows of a master row's detail (read once per opened row).
     const DetailView& detailView(const QModelIndex& detail) const;
     const DetailRows& detailRows(const QModelIndex& detail) const;
+    // The height of a detail row, asked of whoever shows it (the grid, which makes its widget then).
+    void setDetailHeight(std::function<int(const QModelIndex& detail)> height) {
+        m_detailHeight = std::move(height);
+    }
     int rowHeight() const { return m_rowHeight; }
     void setRowHeight(int height) { m_rowHeight = height; }
 
@@ -87,6 +91,7 @@ private:
 
     RowReader m_readRow;
     DetailReader m_readDetail;
+    std::function<int(const QModelIndex&)> m_detailHeight;
     std::shared_ptr<const AllEventsIndex> m_index;
     EventIds m_ids;
     QString m_term;

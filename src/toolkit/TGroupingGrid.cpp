@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QMimeData>
 #include <QMouseEvent>
+#include <QPaintEvent>
 #include <QPainter>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -139,10 +140,33 @@ bool TGroupingTreeView::isEmpty() const {
     return !model() || model()->rowCount() == 0;
 }
 
+void TGroupingTreeView::setDetailWidget(qint64 gid, QWidget* widget) {
+    widget->setParent(viewport());
+    widget->hide();
+    m_details.insert(gid, widget);
+}
+
+void TGroupingTreeView::clearDetails() {
+    qDeleteAll(m_details);
+    m_details.clear();
+    m_placed.clear();
+}
+
 void TGroupingTreeView::drawRow(QPainter* painter, const QStyleOptionViewItem& option,
                                 const QModelIndex& index) const {
     const auto kind =
         static_cast<TGroupedEventsModel::RowKind>(index.data(TGroupedEventsModel::RowKindRole).toInt());
+    if (kind == TGroupedEventsModel::RowKind::Detail) {
+        if (QWidget* widget = m_details.value(index.data(TGroupedEventsModel::GidRole).toLongLong())) {
+            const int left = visualRect(index.sibling(index.row(), 0)).left();
+            const QRect place(left, option.rect.top(), viewport()->width() - left, option.rect.height());
+            if (widget->geometry() != place)
+                widget->setGeometry(place);
+            widget->show();
+            m_placed.insert(widget);
+        }
+        return;
+    }
     if (kind != TGroupedEventsModel::RowKind::Group) {
         QTreeView::drawRow(painter, option, index);
         return;
@@ -170,7 +194,14 @@ void TGroupingTreeView::drawRow(QPainter* painter, const QStyleOptionViewItem& o
 }
 
 void TGroupingTreeView::paintEvent(QPaintEvent* event) {
+    m_placed.clear();
     QTreeView::paintEvent(event);
+    // A detail row that was not drawn is collapsed or scrolled away: so is its widget. A paint of a part
+    // of the viewport leaves the widgets elsewhere alone.
+    if (event->rect() == viewport()->rect())
+        for (QWidget* widget : std::as_const(m_details))
+            if (!m_placed.contains(widget))
+                widget->hide();
     if (!isEmpty() || m_emptyText.isEmpty())
         return;
     QPainter painter(viewport());
@@ -209,7 +240,8 @@ TGroupingGrid::TGroupingGrid(QWidget* parent) : QWidget(parent) {
 
     m_view->header()->setStretchLastSection(true);
     connect(m_view->header(), &QHeaderView::sectionClicked, this, &TGroupingGrid::sectionClicked);
-    connect(m_view, &QTreeView::expanded, this, &TGroupingGrid::rowExpanded);
+    m_model->setDetailHeight([this](const QModelIndex& detail) { return detailHeight(detail); });
+    connect(m_model, &QAbstractItemModel::modelAboutToBeReset, m_view, &TGroupingTreeView::clearDetails);
     connect(m_strip, &TGroupByStrip::fieldDropped, this,
             [this](const QString& field) { groupBy(m_model->groupFields() + QStringList{field}); });
     connect(m_strip, &TGroupByStrip::fieldRemoved, this, [this](const QString& field) {
@@ -250,19 +282,22 @@ void TGroupingGrid::sectionClicked(int section) {
     m_view->header()->setSortIndicator(section, ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
 }
 
-void TGroupingGrid::rowExpanded(const QModelIndex& index) {
-    const auto kind =
-        static_cast<TGroupedEventsModel::RowKind>(index.data(TGroupedEventsModel::RowKindRole).toInt());
-    if (kind != TGroupedEventsModel::RowKind::Master)
-        return;
-    const QModelIndex detail = m_model->index(0, 0, index);
-    if (!detail.isValid() || m_view->indexWidget(detail))
-        return;
-    m_view->setFirstColumnSpanned(0, index, true);
-    auto* widget = new TDetailRowWidget(m_model->detailView(detail), m_model->detailRows(detail));
-    connect(widget, &TDetailRowWidget::detailLinkClicked, this, &TGroupingGrid::detailLinkClicked);
-    connect(widget, &TDetailRowWidget::sessionLinkClicked, this, &TGroupingGrid::sessionLinkClicked);
-    m_view->setIndexWidget(detail, widget);
+int TGroupingGrid::detailHeight(const QModelIndex& detail) {
+    // The tree asks a detail row's height when it first lays the row out: the widget is made then.
+    const qint64 gid = detail.data(TGroupedEventsModel::GidRole).toLongLong();
+    QWidget* widget = m_view->detailWidget(gid);
+    if (!widget) {
+        auto* row = new TDetailRowWidget(m_model->detailView(detail), m_model->detailRows(detail));
+        connect(row, &TDetailRowWidget::detailLinkClicked, this, &TGroupingGrid::detailLinkClicked);
+        connect(row, &TDetailRowWidget::sessionLinkClicked, this, &TGroupingGrid::sessionLinkClicked);
+        m_view->setDetailWidget(gid, row);
+        widget = row;
+    }
+    return widget->sizeHint().height();
+}
+
+QWidget* TGroupingGrid::detailWidget(const QModelIndex& master) const {
+    return m_view->detailWidget(master.data(TGroupedEventsModel::GidRole).toLongLong());
 }
 
 } // namespace kelvane::ui

@@ -122,7 +122,7 @@ class TestAllEventsView : public QObject {
         const QModelIndex master = model()->index(row, 0);
         grid()->view()->expand(master);
         QTest::qWait(50); // laid out and painted, so that a click lands in a cell
-        return qobject_cast<ui::TDetailRowWidget*>(grid()->view()->indexWidget(model()->index(0, 0, master)));
+        return qobject_cast<ui::TDetailRowWidget*>(grid()->detailWidget(master));
     }
 
     void clickLink(ui::TDetailRowWidget* detail, const QString& caption) {
