@@ -20,19 +20,22 @@ int countriesCommand(TMainDataModule& data, const QStringList& args, QTextStream
         throw std::runtime_error("countries takes no arguments");
     for (const CountryCount& country : readDestinationCountries(data))
         out << country.code << '\t' << country.count << '\n';
-    // The master rows of the all-events search, one per line, then their count.
-    int runSearchCommand(TMainDataModule & data, const QStringList& args, QTextStream& out) {
-        if (args.size() != 1) {
-            QTextStream(stderr) << "usage: kelvane-query --db PATH search TERM\n";
-            return 2;
-        }
-        const auto rows = searchMasterRows(data.connection(), args.first());
-        for (const MasterRow& row : rows)
-            out << row.gid << '\t' << row.utcTime << '\t' << row.eventType << '\t' << row.eventTypeName
-                << '\t' << row.correlationGuid << '\t' << row.computer << '\t' << row.ruleName << '\n';
-        out << rows.size() << '\n';
-        return 0;
+    return 0;
+}
+
+// The master rows of the all-events search, one per line, then their count.
+int runSearchCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
+    if (args.size() != 1) {
+        QTextStream(stderr) << "usage: kelvane-query --db PATH search TERM\n";
+        return 2;
     }
+    const auto rows = searchMasterRows(data.connection(), args.first());
+    for (const MasterRow& row : rows)
+        out << row.gid << '\t' << row.utcTime << '\t' << row.eventType << '\t' << row.eventTypeName << '\t'
+            << row.correlationGuid << '\t' << row.computer << '\t' << row.ruleName << '\n';
+    out << rows.size() << '\n';
+    return 0;
+}
 
 } // namespace
 
