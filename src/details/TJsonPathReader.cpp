@@ -361,11 +361,21 @@ QString TJsonPathReader::unescape(const QByteArray& quoted) {
         }
         const char e = body[++i];
         switch (e) {
-        case 'b': run += '\b'; break;
-        case 'f': run += '\f'; break;
-        case 'n': run += '\n'; break;
-        case 'r': run += '\r'; break;
-        case 't': run += '\t'; break;
+        case 'b':
+            run += '\b';
+            break;
+        case 'f':
+            run += '\f';
+            break;
+        case 'n':
+            run += '\n';
+            break;
+        case 'r':
+            run += '\r';
+            break;
+        case 't':
+            run += '\t';
+            break;
         case 'u': {
             ushort code = 0;
             for (int k = 1; k <= 4 && i + k < body.size(); ++k)
@@ -376,7 +386,9 @@ QString TJsonPathReader::unescape(const QByteArray& quoted) {
             out += QChar(code);
             break;
         }
-        default: run += e; break;
+        default:
+            run += e;
+            break;
         }
     }
     flush();

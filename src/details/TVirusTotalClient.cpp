@@ -55,8 +55,9 @@ TVirusTotalClient::~TVirusTotalClient() {
 
 void TVirusTotalClient::getV2(const QString& path, const QString& key, const QString& secondKey,
                               const QString& value) {
-    const QByteArray address = m_baseUrl.toUtf8() + path.toUtf8() + "?apikey=" + QUrl::toPercentEncoding(key) +
-                               '&' + QUrl::toPercentEncoding(secondKey) + '=' + QUrl::toPercentEncoding(value);
+    const QByteArray address = m_baseUrl.toUtf8() + path.toUtf8() +
+                               "?apikey=" + QUrl::toPercentEncoding(key) + '&' +
+                               QUrl::toPercentEncoding(secondKey) + '=' + QUrl::toPercentEncoding(value);
     QNetworkRequest request(QUrl::fromEncoded(address, QUrl::StrictMode));
     send(request, key);
 }
@@ -93,7 +94,8 @@ void TVirusTotalClient::finish() {
     if (status.isValid()) {
         answer.reached = true;
         answer.status = status.toInt();
-        answer.reason = withoutKey(reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString(), m_key);
+        answer.reason =
+            withoutKey(reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString(), m_key);
         answer.body = reply->readAll();
     } else {
         QString fault = faultText(reply->error(), reply->errorString());

@@ -49,7 +49,8 @@ DateTime dateField(const TJsonPathReader& reader, int object, const char* key) {
     return vtjson::readIsoDate(reader.valueOf(node));
 }
 
-template <class Item> std::vector<Item> arrayField(const TJsonPathReader& reader, int object, const char* key) {
+template <class Item>
+std::vector<Item> arrayField(const TJsonPathReader& reader, int object, const char* key) {
     std::vector<Item> items;
     const int node = reader.memberOf(object, QLatin1String(key));
     if (node == TJsonPathReader::kNone || reader.kindOf(node) != Kind::Array)
@@ -174,10 +175,8 @@ TDetected_urlsClass TDetected_urlsClass::read(const TJsonPathReader& reader, int
 }
 
 QString TDetected_urlsClass::ToJsonString() const {
-    return compact({{"positives", FPositives},
-                    {"scan_date", isoText(FScan_date)},
-                    {"total", FTotal},
-                    {"url", FUrl}});
+    return compact(
+        {{"positives", FPositives}, {"scan_date", isoText(FScan_date)}, {"total", FTotal}, {"url", FUrl}});
 }
 
 std::unique_ptr<TDetected_urlsClass> TDetected_urlsClass::FromJsonString(const QString& AJsonString) {
@@ -206,9 +205,9 @@ QString TReferrerSampleClass::ToJsonString() const {
     return compact({{"positives", FPositives}, {"sha256", FSha256}, {"total", FTotal}});
 }
 
-#define KELVANE_SAMPLE_FROM_JSON(Name)                                                                      \
-    std::unique_ptr<Name> Name::FromJsonString(const QString& AJsonString) {                                \
-        return itemFromJson<Name>(AJsonString);                                                             \
+#define KELVANE_SAMPLE_FROM_JSON(Name)                                                                       \
+    std::unique_ptr<Name> Name::FromJsonString(const QString& AJsonString) {                                 \
+        return itemFromJson<Name>(AJsonString);                                                              \
     }
 KELVANE_SAMPLE_FROM_JSON(TDetected_downloaded_samplesClass)
 KELVANE_SAMPLE_FROM_JSON(TDetected_communicating_samplesClass)

@@ -84,15 +84,15 @@ private:
 };
 
 // One class per list, so that each keeps its own name.
-#define KELVANE_SAMPLE_CLASS(Name, Base)                                                                    \
-    class Name : public Base {                                                                              \
-    public:                                                                                                 \
-        static std::unique_ptr<Name> FromJsonString(const QString& AJsonString);                            \
-        static Name read(const TJsonPathReader& reader, int node) {                                         \
-            Name item;                                                                                      \
-            item.readFrom(reader, node);                                                                    \
-            return item;                                                                                    \
-        }                                                                                                   \
+#define KELVANE_SAMPLE_CLASS(Name, Base)                                                                     \
+    class Name : public Base {                                                                               \
+    public:                                                                                                  \
+        static std::unique_ptr<Name> FromJsonString(const QString& AJsonString);                             \
+        static Name read(const TJsonPathReader& reader, int node) {                                          \
+            Name item;                                                                                       \
+            item.readFrom(reader, node);                                                                     \
+            return item;                                                                                     \
+        }                                                                                                    \
     };
 KELVANE_SAMPLE_CLASS(TDetected_downloaded_samplesClass, TDatedSampleClass)
 KELVANE_SAMPLE_CLASS(TDetected_communicating_samplesClass, TDatedSampleClass)

@@ -99,7 +99,8 @@ bool TVirusTotalLookup::start(Kind kind, const QString& subject) {
     m_onV3 = false;
     // Read again and sent as stored, blanks included.
     m_key = readKey();
-    m_client->getV2(QString::fromLatin1(v2Path(kind)), m_key, QString::fromLatin1(v2SecondKey(kind)), subject);
+    m_client->getV2(QString::fromLatin1(v2Path(kind)), m_key, QString::fromLatin1(v2SecondKey(kind)),
+                    subject);
     return true;
 }
 

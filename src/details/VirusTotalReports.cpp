@@ -16,13 +16,13 @@ VTCellLook vtCellLook(const std::array<QString, 3>& cells, bool hasChildren) {
     const QString& c1 = cells[0];
     const QString& c2 = cells[1];
     const QString& c3 = cells[2];
-    look.fact = c1 == QLatin1String("Country") || c1 == QLatin1String("ASN (Owner)") ||
-                (c1 == QLatin1String("Hostname") && c2 == QLatin1String("Last resolved")) ||
-                (c1 == QLatin1String("URL") && c2 == QLatin1String("Scan date") &&
-                 c3 == QLatin1String("Detection")) ||
-                (c1 == QLatin1String("Date") && c2 == QLatin1String("Detection") &&
-                 c3 == QLatin1String("SHA256")) ||
-                (c1 == QLatin1String("Detection") && c2 == QLatin1String("SHA256"));
+    look.fact =
+        c1 == QLatin1String("Country") || c1 == QLatin1String("ASN (Owner)") ||
+        (c1 == QLatin1String("Hostname") && c2 == QLatin1String("Last resolved")) ||
+        (c1 == QLatin1String("URL") && c2 == QLatin1String("Scan date") &&
+         c3 == QLatin1String("Detection")) ||
+        (c1 == QLatin1String("Date") && c2 == QLatin1String("Detection") && c3 == QLatin1String("SHA256")) ||
+        (c1 == QLatin1String("Detection") && c2 == QLatin1String("SHA256"));
     return look;
 }
 
@@ -88,23 +88,35 @@ struct DomainTable {
 // The downloaded-sample tables carry their two last headings swapped over the data; kept so.
 constexpr DomainTable kDomainTables[] = {
     {"$.detected_urls", "Latest detected URLs", {"URL", "Scan date", "Detection"}, DomainTable::Urls},
-    {"$.detected_downloaded_samples", "Detected downloaded samples", {"Date", "SHA256", "Detection"},
+    {"$.detected_downloaded_samples",
+     "Detected downloaded samples",
+     {"Date", "SHA256", "Detection"},
      DomainTable::Dated},
-    {"$.detected_communicating_samples", "Detected communicating samples", {"Date", "Detection", "SHA256"},
+    {"$.detected_communicating_samples",
+     "Detected communicating samples",
+     {"Date", "Detection", "SHA256"},
      DomainTable::Dated},
-    {"$.detected_referrer_samples", "Detected referrer samples", {"Detection", "SHA256", ""},
+    {"$.detected_referrer_samples",
+     "Detected referrer samples",
+     {"Detection", "SHA256", ""},
      DomainTable::Referrer},
-    {"$.undetected_downloaded_samples", "Undetected downloaded samples", {"Date", "SHA256", "Detection"},
+    {"$.undetected_downloaded_samples",
+     "Undetected downloaded samples",
+     {"Date", "SHA256", "Detection"},
      DomainTable::Dated},
-    {"$.undetected_communicating_samples", "Undetected communicating samples", {"Date", "Detection", "SHA256"},
+    {"$.undetected_communicating_samples",
+     "Undetected communicating samples",
+     {"Date", "Detection", "SHA256"},
      DomainTable::Dated},
-    {"$.undetected_referrer_samples", "Undetected referrer samples", {"Detection", "SHA256", ""},
+    {"$.undetected_referrer_samples",
+     "Undetected referrer samples",
+     {"Detection", "SHA256", ""},
      DomainTable::Referrer},
 };
 
 // One element of a table: the keys are read in order and the first missing one drops the row.
 std::optional<std::array<QString, 3>> tableRow(TJsonPathReader& reader, const QString& element,
-                                                DomainTable::Shape shape) {
+                                               DomainTable::Shape shape) {
     auto key = [&](const char* name) { return read(reader, element + QLatin1Char('.') + name); };
     if (shape == DomainTable::Urls) {
         auto url = key("url"), scanDate = key("scan_date"), positives = key("positives");
@@ -239,7 +251,9 @@ VTOutcome readDomainReport(const QByteArray& body, const QString& domain) {
            {".Trustworthiness", "Trustworthiness"},
            {".['Vendor reliability']", "Vendor reliability"}});
     group("$.['Webutation domain info']", "Webutation domain info",
-          {{".['Adult content']", "Adult content"}, {".['Safety score']", "Safety score"}, {".Verdict", "Verdict"}});
+          {{".['Adult content']", "Adult content"},
+           {".['Safety score']", "Safety score"},
+           {".Verdict", "Verdict"}});
 
     facts({{"$.['Alexa category']", "Alexa category"},
            {"$.['BitDefender category']", "BitDefender category"},
@@ -247,9 +261,9 @@ VTOutcome readDomainReport(const QByteArray& body, const QString& domain) {
            {"$.['TrendMicro category']", "TrendMicro category"},
            {"$.['Websense ThreatSeeker category']", "Websense ThreatSeeker category"}});
 
-    for (const auto& [path, caption] : {std::pair{"$.categories", "Categories"},
-                                        std::pair{"$.domain_siblings", "Domain siblings"},
-                                        std::pair{"$.pcaps", "pcaps"}, std::pair{"$.subdomains", "subdomains"}}) {
+    for (const auto& [path, caption] :
+         {std::pair{"$.categories", "Categories"}, std::pair{"$.domain_siblings", "Domain siblings"},
+          std::pair{"$.pcaps", "pcaps"}, std::pair{"$.subdomains", "subdomains"}}) {
         if (!reader.tryPath(QString::fromLatin1(path)) || reader.childCount() < 1)
             continue;
         const int count = reader.childCount();
@@ -318,7 +332,8 @@ VTOutcome readFileReportV3(const QByteArray& body) {
     // Engines that gave a verdict; those that timed out or could not read the type are not counted.
     double total = 0;
     for (const char* verdict : {"malicious", "suspicious", "undetected", "harmless"})
-        if (const auto count = read(reader, QStringLiteral("$.data.attributes.last_analysis_stats.") + verdict))
+        if (const auto count =
+                read(reader, QStringLiteral("$.data.attributes.last_analysis_stats.") + verdict))
             total += count->toDouble();
     const QString positives = read(reader, "$.data.attributes.last_analysis_stats.malicious").value_or("0");
     outcome.positives = positives;
