@@ -25,6 +25,7 @@ public:
     void clear();
     // Request line and headers of each request, in order.
     const QList<QByteArray>& heads() const { return m_heads; }
+    QByteArray head(int i) const { return m_heads.value(i); }
     // The target of request i (path and query), as sent.
     QByteArray target(int i) const;
     // The value of header `name` in request i, or a null array.
