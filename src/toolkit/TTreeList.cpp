@@ -1,8 +1,12 @@
 #include "toolkit/TTreeList.h"
 
+#include <QApplication>
 #include <QHeaderView>
 #include <QPainter>
 #include <QStyledItemDelegate>
+#include <QTextLayout>
+
+#include <cmath>
 
 namespace kelvane::ui {
 
@@ -10,6 +14,27 @@ namespace {
 
 constexpr int kIconSize = 16;
 constexpr int kCellMargin = 4;
+
+// Lays text out in lines of `width`, breaking at word boundaries where it can and anywhere else
+// where it must, so that a long host name or hash wraps instead of being cut. Gives the height.
+int layOut(QTextLayout& layout, int width) {
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setTextOption(option);
+    layout.beginLayout();
+    qreal y = 0;
+    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+        line.setLineWidth(width);
+        line.setPosition(QPointF(0, y));
+        y += line.height();
+    }
+    layout.endLayout();
+    return static_cast<int>(std::ceil(y));
+}
+
+QString lineText(QString text) {
+    return text.replace(QLatin1Char('\n'), QChar::LineSeparator);
+}
 
 // Draws each caption as the style does, then the caption icon at its right end.
 class CaptionHeader : public QHeaderView {
@@ -19,14 +44,24 @@ public:
 
 protected:
     void paintSection(QPainter* painter, const QRect& rect, int logicalIndex) const override {
-        painter->save();
-        QHeaderView::paintSection(painter, rect, logicalIndex);
-        painter->restore();
-        if (icon.isNull() || rect.width() < kIconSize + 2 * kCellMargin)
+        if (icon.isNull() || rect.width() < kIconSize + 2 * kCellMargin) {
+            QHeaderView::paintSection(painter, rect, logicalIndex);
             return;
-        const QRect place(rect.right() - kIconSize - kCellMargin, rect.center().y() - kIconSize / 2,
-                          kIconSize, kIconSize);
-        icon.paint(painter, place);
+        }
+        // The caption stops short of the icon, which stands at the right end of the section.
+        QStyleOptionHeader option;
+        initStyleOption(&option);
+        initStyleOptionForIndex(&option, logicalIndex);
+        option.rect = rect;
+        painter->save();
+        style()->drawControl(QStyle::CE_HeaderSection, &option, painter, this);
+        QStyleOptionHeader label = option;
+        label.rect = rect.adjusted(kCellMargin, 0, -(kIconSize + 2 * kCellMargin), 0);
+        label.text = fontMetrics().elidedText(option.text, Qt::ElideRight, label.rect.width());
+        style()->drawControl(QStyle::CE_HeaderLabel, &label, painter, this);
+        painter->restore();
+        icon.paint(painter, QRect(rect.right() - kIconSize - kCellMargin, rect.center().y() - kIconSize / 2,
+                                  kIconSize, kIconSize));
     }
     QSize sectionSizeFromContents(int logicalIndex) const override {
         QSize size = QHeaderView::sectionSizeFromContents(logicalIndex);
@@ -54,6 +89,27 @@ public:
             m_tree->customDrawCell()(item, index.column(), *option);
     }
 
+    // Text is drawn by hand so that a long word (a host name, a hash) wraps instead of being cut.
+    void paint(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override {
+        QStyleOptionViewItem opt = option;
+        initStyleOption(&opt, index);
+        const QString text = opt.text;
+        opt.text.clear();
+        const QWidget* widget = opt.widget;
+        QStyle* style = widget ? widget->style() : QApplication::style();
+        style->drawControl(QStyle::CE_ItemViewItem, &opt, painter, widget);
+        const bool selected = opt.state & QStyle::State_Selected;
+        const QRect area = opt.rect.adjusted(kCellMargin, kCellMargin, -kCellMargin, -kCellMargin);
+        QTextLayout layout(lineText(text), opt.font);
+        layOut(layout, std::max(area.width(), 1));
+        painter->save();
+        painter->setClipRect(opt.rect);
+        painter->setPen(opt.palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
+        layout.draw(painter, area.topLeft());
+        painter->restore();
+    }
+
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
         QStyleOptionViewItem opt = option;
         initStyleOption(&opt, index);
@@ -68,9 +124,9 @@ public:
             width -= m_tree->indentation() * (depth + 1);
         }
         width = std::max(width - 2 * kCellMargin, 20);
-        const QFontMetrics metrics(opt.font);
-        const QRect bounds = metrics.boundingRect(QRect(0, 0, width, 100000), Qt::TextWordWrap, opt.text);
-        return {width, std::max(bounds.height(), metrics.height()) + 2 * kCellMargin};
+        QTextLayout layout(lineText(opt.text), opt.font);
+        const int height = std::max(layOut(layout, width), QFontMetrics(opt.font).height());
+        return {width, height + 2 * kCellMargin};
     }
 
 private:
