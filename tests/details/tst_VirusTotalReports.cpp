@@ -279,6 +279,9 @@ void tst_VirusTotalReports::domainReportInFixedOrder() {
       "detected_downloaded_samples": [{"date": "2018-01-01 00:00:00", "positives": 4, "total": 60, "sha256": "d1"},
                                       {"date": "2018-01-02 00:00:00", "positives": 4, "total": 60}],
       "undetected_referrer_samples": [{"positives": 0, "total": 65, "sha256": "r2"}],
+      "detected_communicating_samples": [{"date": "2018-01-04 00:00:00", "positives": 1, "total": 62, "sha256": "c1"}],
+      "detected_referrer_samples": [{"positives": 3, "total": 63, "sha256": "r1"}, {"total": 63, "sha256": "r0"}],
+      "undetected_communicating_samples": [{"date": "2018-01-05 00:00:00", "positives": 0, "total": 64, "sha256": "c2"}],
       "undetected_downloaded_samples": [{"date": "2018-01-03 00:00:00", "positives": 0, "total": 61, "sha256": "d2"}]})";
     const VTOutcome outcome = vtreports::readDomainReport(body, "example.org");
     QCOMPARE(outcome.status.value_or("-"), "Domain found in dataset");
@@ -318,9 +321,18 @@ void tst_VirusTotalReports::domainReportInFixedOrder() {
         "  Detected downloaded samples",
         "    Date|SHA256|Detection",
         "    2018-01-01 00:00:00|4/60|d1",
+        "  Detected communicating samples",
+        "    Date|Detection|SHA256",
+        "    2018-01-04 00:00:00|1/62|c1",
+        "  Detected referrer samples",
+        "    Detection|SHA256",
+        "    3/63|r1",
         "  Undetected downloaded samples",
         "    Date|SHA256|Detection",
         "    2018-01-03 00:00:00|0/61|d2",
+        "  Undetected communicating samples",
+        "    Date|Detection|SHA256",
+        "    2018-01-05 00:00:00|0/64|c2",
         "  Undetected referrer samples",
         "    Detection|SHA256",
         "    0/65|r2",
