@@ -8,7 +8,6 @@
 #include <QCheckBox>
 #include <QDesktopServices>
 #include <QDialog>
-#include <QHeaderView>
 #include <QNetworkProxy>
 #include <QPointer>
 #include <QSignalSpy>
@@ -32,8 +31,6 @@ private slots:
     void init();
     void cleanup();
     void cleanupTestCase();
-    void panel_data();
-    void panel();
     void consent_data();
     void consent();
     void hashRows();
@@ -128,44 +125,6 @@ template <class Form> Form* tst_VirusTotalForm::open(const char* table, qint64 g
 bool tst_VirusTotalForm::waitForAnswer(TEventDetailForm* form) {
     QSignalSpy finished(form, &TEventDetailForm::virusTotalFinished);
     return finished.wait(10000);
-}
-
-void tst_VirusTotalForm::panel_data() {
-    QTest::addColumn<QString>("className");
-    QTest::addColumn<QStringList>("captions");
-    QTest::addColumn<QList<int>>("widths");
-    const QStringList hash{"::. Detection ratio", "::. Analysis date", "::. Link"};
-    QTest::newRow("process create") << "TProcessCreateForm" << hash << QList<int>{131, 115};
-    QTest::newRow("driver loaded") << "TDriverLoadedForm" << hash << QList<int>{123, 115};
-    QTest::newRow("image loaded") << "TImageLoadedForm" << hash << QList<int>{131, 115};
-    QTest::newRow("stream") << "TFileStreamCreatedForm" << hash << QList<int>{131, 115};
-    QTest::newRow("network") << "TFormNetworkConnectionDetected" << QStringList{"::.", "::.", "::."}
-                             << QList<int>{131, 100};
-    QTest::newRow("no panel") << "TDNSQueryForm" << QStringList() << QList<int>();
-}
-
-void tst_VirusTotalForm::panel() {
-    QFETCH(QString, className);
-    QFETCH(QStringList, captions);
-    QFETCH(QList<int>, widths);
-    TEventDetailForm form(detailFormLayout(className.toLatin1().constData()), nullptr);
-    auto* tree = form.findChild<TTreeList*>("cxTreeListVTDisplay");
-    QCOMPARE(tree != nullptr, !captions.isEmpty());
-    if (!tree)
-        return;
-    QStringList shown;
-    for (int i = 0; i < tree->columnCount(); ++i)
-        shown << tree->headerItem()->text(i);
-    QCOMPARE(shown, captions);
-    QCOMPARE((QList<int>{tree->columnWidth(0), tree->columnWidth(1)}), widths);
-    QVERIFY(!tree->header()->sectionsMovable());
-    QCOMPARE(tree->linkColumn(), className == "TFormNetworkConnectionDetected" ? -1 : 2);
-    auto* box = form.findChild<QCheckBox*>("CheckBoxVT");
-    QCOMPARE(box->text(), "VirusTotal");
-    QCOMPARE(box->toolTip(), "Enable VirusTotal query");
-    QVERIFY(!box->isChecked());
-    QVERIFY(form.findChild<QWidget*>("StatusBar"));
-    QCOMPARE(form.findChild<QWidget*>("PanelBottom")->parentWidget(), form.findChild<QSplitter*>("Splitter"));
 }
 
 void tst_VirusTotalForm::consent_data() {
