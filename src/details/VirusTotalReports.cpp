@@ -114,35 +114,30 @@ constexpr DomainTable kDomainTables[] = {
      DomainTable::Referrer},
 };
 
-// One element of a table: the keys are read in order and the first missing one drops the row.
+// One element of a table; an element that lacks any of its keys gives no row.
 std::optional<std::array<QString, 3>> tableRow(TJsonPathReader& reader, const QString& element,
                                                DomainTable::Shape shape) {
     auto key = [&](const char* name) { return read(reader, element + QLatin1Char('.') + name); };
-    if (shape == DomainTable::Urls) {
-        auto url = key("url"), scanDate = key("scan_date"), positives = key("positives");
-        if (!url || !scanDate || !positives)
-            return std::nullopt;
-        auto total = key("total");
-        if (!total)
-            return std::nullopt;
-        return std::array<QString, 3>{*url, *scanDate, *positives + '/' + *total};
+    const auto positives = key("positives");
+    const auto total = key("total");
+    if (!positives || !total)
+        return std::nullopt;
+    const QString detection = *positives + QLatin1Char('/') + *total;
+    switch (shape) {
+    case DomainTable::Urls:
+        if (const auto url = key("url"), scanDate = key("scan_date"); url && scanDate)
+            return std::array<QString, 3>{*url, *scanDate, detection};
+        break;
+    case DomainTable::Dated:
+        if (const auto date = key("date"), sha256 = key("sha256"); date && sha256)
+            return std::array<QString, 3>{*date, detection, *sha256};
+        break;
+    case DomainTable::Referrer:
+        if (const auto sha256 = key("sha256"))
+            return std::array<QString, 3>{detection, *sha256, {}};
+        break;
     }
-    std::optional<QString> date;
-    if (shape == DomainTable::Dated && !(date = key("date")))
-        return std::nullopt;
-    auto positives = key("positives");
-    if (!positives)
-        return std::nullopt;
-    auto total = key("total");
-    if (!total)
-        return std::nullopt;
-    auto sha256 = key("sha256");
-    if (!sha256)
-        return std::nullopt;
-    const QString detection = *positives + '/' + *total;
-    if (shape == DomainTable::Referrer)
-        return std::array<QString, 3>{detection, *sha256, {}};
-    return std::array<QString, 3>{*date, detection, *sha256};
+    return std::nullopt;
 }
 
 } // namespace
