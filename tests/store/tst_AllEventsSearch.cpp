@@ -272,6 +272,12 @@ private slots:
         QCOMPARE(*finished.first().first().value<EventIds>(), (std::vector<std::int64_t>{6}));
         QTRY_COMPARE(index.count(), 1);
         QVERIFY(!task.searching());
+        // Stopped before an import: nothing more comes, and the file is free.
+        task.search(m_path, "");
+        task.stop();
+        QVERIFY(!task.searching());
+        QTest::qWait(100);
+        QCOMPARE(finished.count(), 1);
     }
 
     void queryCommand() {
