@@ -30,7 +30,8 @@ struct Event {
 
 // One event of each type whose rows the two imports write alike.
 QList<Event> commonEvents() {
-    const Items process{{"ProcessGuid", kGuid}, {"ProcessId", "5124"}, {"Image", "C:\\Windows\\System32\\cmd.exe"}};
+    const Items process{
+        {"ProcessGuid", kGuid}, {"ProcessId", "5124"}, {"Image", "C:\\Windows\\System32\\cmd.exe"}};
     auto with = [&](Items items, const Items& more) {
         items += more;
         return items;
@@ -49,9 +50,10 @@ QList<Event> commonEvents() {
                       {"LogonId", "0xa3a1f"},
                       {"TerminalSessionId", "1"},
                       {"IntegrityLevel", "Medium"},
-                      {"Hashes", "SHA1=B1B2D511D5B20D529675207DD87338A3D31EE7DB,MD5=BC9D90581C71273B7A56DA368AFE2AEB,"
-                                 "SHA256=2ED534311510DF97245FFB8E6344C3C033208413B07F8DCDF5507075B4656D91,"
-                                 "IMPHASH=06FC488D4DCC0FC4C0180E84FCB0501B"},
+                      {"Hashes",
+                       "SHA1=B1B2D511D5B20D529675207DD87338A3D31EE7DB,MD5=BC9D90581C71273B7A56DA368AFE2AEB,"
+                       "SHA256=2ED534311510DF97245FFB8E6344C3C033208413B07F8DCDF5507075B4656D91,"
+                       "IMPHASH=06FC488D4DCC0FC4C0180E84FCB0501B"},
                       {"ParentProcessGuid", kParentGuid},
                       {"ParentProcessId", "4312"},
                       {"ParentImage", "C:\\Windows\\explorer.exe"},
@@ -75,13 +77,14 @@ QList<Event> commonEvents() {
                       {"DestinationPort", "443"},
                       {"DestinationPortName", "https"}}},
         {5, with({{"RuleName", "-"}, {"UtcTime", "2021-03-04 10:15:33.000"}}, process)},
-        {6, {{"RuleName", "-"},
-             {"UtcTime", "2021-03-04 10:15:34.100"},
-             {"ImageLoaded", "C:\\Windows\\System32\\drivers\\x.sys"},
-             {"Hashes", "SHA256=AAAA1111BBBB2222"},
-             {"Signed", "true"},
-             {"Signature", "Microsoft Windows"},
-             {"SignatureStatus", "Valid"}}},
+        {6,
+         {{"RuleName", "-"},
+          {"UtcTime", "2021-03-04 10:15:34.100"},
+          {"ImageLoaded", "C:\\Windows\\System32\\drivers\\x.sys"},
+          {"Hashes", "SHA256=AAAA1111BBBB2222"},
+          {"Signed", "true"},
+          {"Signature", "Microsoft Windows"},
+          {"SignatureStatus", "Valid"}}},
         {7, with({{"RuleName", "-"}, {"UtcTime", "2021-03-04 10:15:35.200"}}, process) +
                 Items{{"ImageLoaded", "C:\\Windows\\System32\\ntdll.dll"},
                       {"FileVersion", "10.0"},
@@ -92,22 +95,26 @@ QList<Event> commonEvents() {
                       {"SignatureStatus", "Valid"}}},
         {9, with({{"RuleName", "-"}, {"UtcTime", "2021-03-04 10:15:36.300"}}, process) +
                 Items{{"Device", "\\Device\\HarddiskVolume2"}}},
-        {10, {{"RuleName", "-"},
-              {"UtcTime", "2021-03-04 10:15:37.400"},
-              {"SourceProcessGUID", kGuid},
-              {"SourceProcessId", "5124"},
-              {"SourceThreadId", "2216"},
-              {"SourceImage", "C:\\Windows\\System32\\cmd.exe"},
-              {"TargetProcessGUID", kTargetGuid},
-              {"TargetProcessId", "640"},
-              {"TargetImage", "C:\\Windows\\System32\\lsass.exe"},
-              {"GrantedAccess", "0x1410"},
-              {"CallTrace", "C:\\Windows\\SYSTEM32\\ntdll.dll+9c534"}}},
-        {11, with({{"RuleName", "-"}, {"UtcTime", "2021-03-04 10:15:38.500"}}, process) +
-                 Items{{"TargetFilename", "C:\\Temp\\drop.exe"}, {"CreationUtcTime", "2021-03-04 10:15:38.500"}}},
-        {12, with({{"RuleName", "-"}, {"EventType", "CreateKey"}, {"UtcTime", "2021-03-04 10:15:39.600"}}, process) +
+        {10,
+         {{"RuleName", "-"},
+          {"UtcTime", "2021-03-04 10:15:37.400"},
+          {"SourceProcessGUID", kGuid},
+          {"SourceProcessId", "5124"},
+          {"SourceThreadId", "2216"},
+          {"SourceImage", "C:\\Windows\\System32\\cmd.exe"},
+          {"TargetProcessGUID", kTargetGuid},
+          {"TargetProcessId", "640"},
+          {"TargetImage", "C:\\Windows\\System32\\lsass.exe"},
+          {"GrantedAccess", "0x1410"},
+          {"CallTrace", "C:\\Windows\\SYSTEM32\\ntdll.dll+9c534"}}},
+        {11,
+         with({{"RuleName", "-"}, {"UtcTime", "2021-03-04 10:15:38.500"}}, process) +
+             Items{{"TargetFilename", "C:\\Temp\\drop.exe"}, {"CreationUtcTime", "2021-03-04 10:15:38.500"}}},
+        {12, with({{"RuleName", "-"}, {"EventType", "CreateKey"}, {"UtcTime", "2021-03-04 10:15:39.600"}},
+                  process) +
                  Items{{"TargetObject", "HKLM\\System\\CurrentControlSet\\Services\\x"}}},
-        {13, with({{"RuleName", "-"}, {"EventType", "SetValue"}, {"UtcTime", "2021-03-04 10:15:40.700"}}, process) +
+        {13, with({{"RuleName", "-"}, {"EventType", "SetValue"}, {"UtcTime", "2021-03-04 10:15:40.700"}},
+                  process) +
                  Items{{"TargetObject", "HKLM\\System\\CurrentControlSet\\Services\\x\\Start"},
                        {"Details", "DWORD (0x00000002)"}}},
         {15, with({{"RuleName", "-"}, {"UtcTime", "2021-03-04 10:15:41.800"}}, process) +
@@ -118,20 +125,22 @@ QList<Event> commonEvents() {
                  Items{{"PipeName", "\\mypipe"}}},
         {18, with({{"RuleName", "-"}, {"UtcTime", "2021-03-04 10:15:43.010"}}, process) +
                  Items{{"PipeName", "\\mypipe"}}},
-        {19, {{"RuleName", "-"},
-              {"UtcTime", "2021-03-04 10:15:44.020"},
-              {"Operation", "Created"},
-              {"User", "CORP\\admin"},
-              {"EventNamespace", "root\\subscription"},
-              {"Name", "filter1"},
-              {"Query", "SELECT * FROM Win32_ProcessStartTrace"}}},
-        {20, {{"RuleName", "-"},
-              {"UtcTime", "2021-03-04 10:15:45.030"},
-              {"Operation", "Created"},
-              {"User", "CORP\\admin"},
-              {"Name", "consumer1"},
-              {"Type", "Command Line"},
-              {"Destination", "C:\\Windows\\evil.exe"}}},
+        {19,
+         {{"RuleName", "-"},
+          {"UtcTime", "2021-03-04 10:15:44.020"},
+          {"Operation", "Created"},
+          {"User", "CORP\\admin"},
+          {"EventNamespace", "root\\subscription"},
+          {"Name", "filter1"},
+          {"Query", "SELECT * FROM Win32_ProcessStartTrace"}}},
+        {20,
+         {{"RuleName", "-"},
+          {"UtcTime", "2021-03-04 10:15:45.030"},
+          {"Operation", "Created"},
+          {"User", "CORP\\admin"},
+          {"Name", "consumer1"},
+          {"Type", "Command Line"},
+          {"Destination", "C:\\Windows\\evil.exe"}}},
     };
 }
 
@@ -214,8 +223,9 @@ class TestElasticImport : public QObject {
     // Every table's rows without their keys, sorted: the keys follow the order of reading.
     QMap<QString, QStringList> contents() {
         QMap<QString, QStringList> tables;
-        for (const QString& table : rows("SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE "
-                                         "'sqlite%' ORDER BY name")) {
+        for (const QString& table :
+             rows("SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE "
+                  "'sqlite%' ORDER BY name")) {
             QStringList columns;
             for (const QString& column : rows(QString("SELECT name FROM pragma_table_info('%1')").arg(table)))
                 if (column != "GID" && column != "FID" && column != "OriginalFileName")
@@ -228,7 +238,13 @@ class TestElasticImport : public QObject {
     }
 
     int modalResult() const { return m_import->report().modalResult(); }
-    QString label() const { return m_import->report().labelMessage().trimmed(); }
+    QString label() const {
+        const ImportReport& report = m_import->report();
+        // A worker's failure leaves the label alone: show it where a test looks.
+        if (report.modalResult() == ImportReport::Abort && !report.labelMessage().startsWith("Error: "))
+            return "Failed: " + report.errorMessage().join('\n');
+        return report.labelMessage().trimmed();
+    }
 
 private slots:
     void initTestCase() { QVERIFY(m_dir.isValid()); }
@@ -236,7 +252,8 @@ private slots:
     void sameDatabaseAsTheLogImport_data() {
         QTest::addColumn<Shape>("shape");
         QTest::addColumn<Flavour>("flavour");
-        QTest::newRow("winlogbeat 6, Elasticsearch 6 scroll") << Shape::Winlogbeat6 << Flavour::Elasticsearch6;
+        QTest::newRow("winlogbeat 6, Elasticsearch 6 scroll")
+            << Shape::Winlogbeat6 << Flavour::Elasticsearch6;
         QTest::newRow("winlogbeat 6, point in time") << Shape::Winlogbeat6 << Flavour::Elasticsearch8;
         QTest::newRow("winlogbeat 7 module, point in time") << Shape::Winlogbeat7 << Flavour::Elasticsearch8;
         QTest::newRow("winlogbeat 7 module, OpenSearch posing as 7.10")
@@ -253,9 +270,9 @@ private slots:
 
         ElasticTestServer server({flavour});
         // Other channels share the index, as winlogbeat ships every log it reads.
-        server.addDocuments("sysmon-1", documents(shape, events) + QList<QByteArray>{
-                                                                     elasticdocs::otherChannel(shape, 1),
-                                                                     elasticdocs::otherChannel(shape, 3)});
+        server.addDocuments("sysmon-1", documents(shape, events) +
+                                            QList<QByteArray>{elasticdocs::otherChannel(shape, 1),
+                                                              elasticdocs::otherChannel(shape, 3)});
         importFrom(server, "sysmon-1", 2);
         QCOMPARE(label(), QString("Done! Imported %1 Events").arg(events.size()));
         QCOMPARE(modalResult(), 1);
@@ -268,21 +285,23 @@ private slots:
     void differencesFromTheLogImport() {
         // The remote thread's own row wants a bare UtcTime column, the binding's table has no computer,
         // and the rename's summary keeps the new name on the label's line.
-        const Items rename{{"RuleName", "-"},          {"EventType", "RenameKey"},
-                           {"UtcTime", "2021-03-04 10:15:30.000"}, {"ProcessGuid", kGuid},
-                           {"ProcessId", "1"},         {"Image", "C:\\a.exe"},
-                           {"TargetObject", "HKLM\\x"}, {"NewName", "HKLM\\y"}};
-        const Items thread{{"RuleName", "rule8"},           {"UtcTime", "2021-03-04 10:15:31.000"},
-                           {"SourceProcessGuid", kGuid},    {"SourceProcessId", "1"},
-                           {"SourceImage", "C:\\a.exe"},    {"TargetProcessGuid", kTargetGuid},
-                           {"TargetProcessId", "2"},        {"TargetImage", "C:\\b.exe"},
-                           {"NewThreadId", "3"},            {"StartAddress", "0x1"},
-                           {"StartModule", "-"},            {"StartFunction", "-"}};
-        const Items binding{{"RuleName", "-"},   {"UtcTime", "2021-03-04 10:15:32.000"}, {"Operation", "Created"},
-                            {"User", "CORP\\x"}, {"Consumer", "c"},                      {"Filter", "f"}};
-        const Items command{{"RuleName", "-"},   {"UtcTime", "2021-03-04 10:15:33.000"}, {"ProcessGuid", kGuid},
-                            {"ProcessId", "1"},  {"Image", "C:\\a.exe"},
-                            {"CommandLine", "cmd /c \"a\"\r\nnext"}};
+        const Items rename{
+            {"RuleName", "-"},           {"EventType", "RenameKey"}, {"UtcTime", "2021-03-04 10:15:30.000"},
+            {"ProcessGuid", kGuid},      {"ProcessId", "1"},         {"Image", "C:\\a.exe"},
+            {"TargetObject", "HKLM\\x"}, {"NewName", "HKLM\\y"}};
+        const Items thread{{"RuleName", "rule8"},        {"UtcTime", "2021-03-04 10:15:31.000"},
+                           {"SourceProcessGuid", kGuid}, {"SourceProcessId", "1"},
+                           {"SourceImage", "C:\\a.exe"}, {"TargetProcessGuid", kTargetGuid},
+                           {"TargetProcessId", "2"},     {"TargetImage", "C:\\b.exe"},
+                           {"NewThreadId", "3"},         {"StartAddress", "0x1"},
+                           {"StartModule", "-"},         {"StartFunction", "-"}};
+        const Items binding{{"RuleName", "-"},        {"UtcTime", "2021-03-04 10:15:32.000"},
+                            {"Operation", "Created"}, {"User", "CORP\\x"},
+                            {"Consumer", "c"},        {"Filter", "f"}};
+        Items command = commonEvents().first().items;
+        for (auto& [name, value] : command)
+            if (name == "CommandLine")
+                value = "cmd /c \"a\"\r\nnext";
         ElasticTestServer server({Flavour::Elasticsearch8});
         server.addDocuments("s", {elasticdocs::document(Shape::Winlogbeat6, 14, rename),
                                   elasticdocs::document(Shape::Winlogbeat6, 8, thread),
@@ -290,12 +309,14 @@ private slots:
                                   elasticdocs::document(Shape::Winlogbeat6, 1, command)});
         importFrom(server, "s");
         QCOMPARE(modalResult(), 3);
-        QCOMPARE(m_import->report().errorMessage(),
-                 QStringList({"FDQueryData: Field 'UtcTime' not found", "WmibindingTable: Field 'Computer' not found"}));
+        QCOMPARE(m_import->report().errorMessage().join(" / "),
+                 QStringList({"FDQueryData: Field 'UtcTime' not found",
+                              "WmibindingTable: Field 'Computer' not found"})
+                     .join(" / "));
         // No text cleaning: the command line keeps its quotes and line break.
         QCOMPARE(rows("SELECT CommandLine FROM ProcessCreate"), QStringList{"cmd /c \"a\"\r\nnext"});
         QCOMPARE(rows("SELECT EventType, RuleName FROM AllEvents ORDER BY GID"),
-                 QStringList({"1|-", "8|", "14|-", "21|-"}));
+                 QStringList({"1|technique_id=T1059", "8|", "14|-", "21|-"}));
         const QString details = rows("SELECT EventDetails FROM AllEvents WHERE EventType = 14").value(0);
         QVERIFY2(details.endsWith("  New Name :    HKLM\\y  \r\n"), qPrintable(details));
         QCOMPARE(rows("SELECT RuleName FROM CreateRemoteThreadDetected"), QStringList());
@@ -314,7 +335,7 @@ private slots:
         QTest::newRow("count below the rows: the surplus unread")
             << -1 << two << "s" << QStringList{"5124|WS-01"};
         QTest::newRow("ticked twice: twice the events")
-            << 0 << two << "s;s" << QStringList{"5124|WS-01", "5124|WS-01", "5125|WS-01", "5125|WS-01"};
+            << 0 << two << "s;s" << QStringList{"5124|WS-01", "5125|WS-01", "5124|WS-01", "5125|WS-01"};
     }
     void batches() {
         QFETCH(int, surplus);
@@ -363,7 +384,9 @@ private slots:
 
     void missingRuleNameColumnFailsTheRow() {
         ElasticTestServer server({Flavour::Elasticsearch6});
-        const Items items{{"UtcTime", "2021-03-04 10:15:30.000"}, {"ProcessGuid", kGuid}, {"ProcessId", "1"},
+        const Items items{{"UtcTime", "2021-03-04 10:15:30.000"},
+                          {"ProcessGuid", kGuid},
+                          {"ProcessId", "1"},
                           {"Image", "C:\\a.exe"}};
         server.addDocuments("old", {elasticdocs::document(Shape::Winlogbeat6, 5, items),
                                     elasticdocs::document(Shape::Winlogbeat6, 5, items)});
@@ -378,7 +401,8 @@ private slots:
         QTest::addColumn<QString>("expected");
         QTest::newRow("wrong password") << 0 << "answered 401 (security_exception: missing authentication";
         QTest::newRow("unreachable") << 1 << "No answer from http://127.0.0.1:";
-        QTest::newRow("no such index") << 2 << "answered 404 (index_not_found_exception: no such index [gone])";
+        QTest::newRow("no such index")
+            << 2 << "answered 404 (index_not_found_exception: no such index [gone])";
         QTest::newRow("search context lost") << 3 << "No search context found for id";
     }
     void serverFailures() {
@@ -457,13 +481,18 @@ private slots:
         QTest::addColumn<QStringList>("expected");
         QTest::newRow("resolve: streams, aliases, indices, patterns")
             << Flavour::Elasticsearch8
-            << QStringList{"logs-windows.sysmon_operational-default", "winlogbeat-7.17.9", "sysmon-2024.05.02",
-                           "winlogbeat-6.8.23-2021.03.04", "winlogbeat-6.8.23-2021.03.05", "winlogbeat-*"};
+            << QStringList{"logs-windows.sysmon_operational-default",
+                           "winlogbeat-7.17.9",
+                           "sysmon-2024.05.02",
+                           "winlogbeat-6.8.23-2021.03.04",
+                           "winlogbeat-6.8.23-2021.03.05",
+                           "winlogbeat-7.17.9-2024.01.15-000001",
+                           "winlogbeat-*"};
         QTest::newRow("6.x: the index listing")
             << Flavour::Elasticsearch6
-            << QStringList{".ds-logs-windows.sysmon_operational-default-000001", "sysmon-2024.05.02",
-                           "winlogbeat-6.8.23-2021.03.04", "winlogbeat-6.8.23-2021.03.05",
-                           "winlogbeat-7.17.9-2024.01.15-000001", "winlogbeat-*"};
+            << QStringList{"sysmon-2024.05.02", "winlogbeat-6.8.23-2021.03.04",
+                           "winlogbeat-6.8.23-2021.03.05", "winlogbeat-7.17.9-2024.01.15-000001",
+                           "winlogbeat-*"};
     }
     void catalogue() {
         QFETCH(Flavour, flavour);
@@ -477,11 +506,7 @@ private slots:
                             "logs-windows.sysmon_operational-default");
         server.addDocuments("sysmon-2024.05.02", none);
         TElasticClient client(server.url(), QString::number(server.port()), "", "");
-        QStringList names = client.catalogue();
-        // A hidden backing index is a name of its own only where the server can't say so.
-        if (flavour == Flavour::Elasticsearch6)
-            names.removeAll(QString());
-        QCOMPARE(names, expected);
+        QCOMPARE(client.catalogue().join(' '), expected.join(' '));
     }
 
     void certificateQuestion_data() {

@@ -51,9 +51,9 @@ QString ecsHome(int id, const QString& item) {
         return "file.path";
     if (id == 3) {
         static const QHash<QString, QString> homes{
-            {"Protocol", "network.transport"},   {"SourceIp", "source.ip"},
-            {"SourceHostname", "source.domain"}, {"SourcePort", "source.port"},
-            {"DestinationIp", "destination.ip"}, {"DestinationHostname", "destination.domain"},
+            {"Protocol", "network.transport"},      {"SourceIp", "source.ip"},
+            {"SourceHostname", "source.domain"},    {"SourcePort", "source.port"},
+            {"DestinationIp", "destination.ip"},    {"DestinationHostname", "destination.domain"},
             {"DestinationPort", "destination.port"}};
         return homes.value(item);
     }
@@ -81,7 +81,7 @@ QString ecsHome(int id, const QString& item) {
 }
 
 bool numeric(const QString& item) {
-    static const QSet<QString> items{"ProcessId",       "ParentProcessId", "SourceProcessId",
+    static const QSet<QString> items{"ProcessId",      "ParentProcessId", "SourceProcessId",
                                      "SourceThreadId", "SourcePort",      "DestinationPort"};
     return items.contains(item);
 }
@@ -105,15 +105,16 @@ QByteArray document(Shape shape, int eventId, const SysmonLogBuilder::Items& ite
     QJsonObject source;
     const QString channel = "Microsoft-Windows-Sysmon/Operational";
     if (shape == Shape::Winlogbeat6) {
-        source = {{"@timestamp", "2021-03-04T10:15:30.455Z"},
-                  {"type", "wineventlog"},
-                  {"log_name", channel},
-                  {"source_name", "Microsoft-Windows-Sysmon"},
-                  {"computer_name", computer},
-                  {"event_id", eventId},
-                  {"record_number", "48213"},
-                  {"user", QJsonObject{{"identifier", "S-1-5-18"}, {"name", "SYSTEM"}, {"domain", "NT AUTHORITY"}}},
-                  {"message", "Sysmon event\nwith lines"}};
+        source = {
+            {"@timestamp", "2021-03-04T10:15:30.455Z"},
+            {"type", "wineventlog"},
+            {"log_name", channel},
+            {"source_name", "Microsoft-Windows-Sysmon"},
+            {"computer_name", computer},
+            {"event_id", eventId},
+            {"record_number", "48213"},
+            {"user", QJsonObject{{"identifier", "S-1-5-18"}, {"name", "SYSTEM"}, {"domain", "NT AUTHORITY"}}},
+            {"message", "Sysmon event\nwith lines"}};
         QJsonObject data;
         for (const auto& [name, value] : items)
             if (!value.isNull())
@@ -200,7 +201,9 @@ QByteArray document(Shape shape, int eventId, const SysmonLogBuilder::Items& ite
 QByteArray otherChannel(Shape shape, int eventId) {
     QJsonObject source;
     if (shape == Shape::Winlogbeat6) {
-        source = {{"log_name", "Security"}, {"event_id", eventId}, {"computer_name", "DC-01"},
+        source = {{"log_name", "Security"},
+                  {"event_id", eventId},
+                  {"computer_name", "DC-01"},
                   {"event_data", QJsonObject{{"SubjectUserName", "alice"}}}};
     } else {
         set(source, "winlog.channel", "Security");

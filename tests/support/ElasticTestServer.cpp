@@ -53,7 +53,7 @@ QJsonValue member(const QJsonObject& object, const QString& path) {
         return object.value(path);
     const int dot = path.indexOf('.');
     if (dot < 0)
-        return QJsonValue();
+        return QJsonValue(QJsonValue::Undefined);
     for (int split = dot; split >= 0; split = path.indexOf('.', split + 1)) {
         const QJsonValue head = object.value(path.left(split));
         if (head.isObject()) {
@@ -62,7 +62,7 @@ QJsonValue member(const QJsonObject& object, const QString& path) {
                 return found;
         }
     }
-    return QJsonValue();
+    return QJsonValue(QJsonValue::Undefined);
 }
 
 void collectFields(const QJsonObject& object, const QString& prefix, QSet<QString>& fields) {
@@ -98,8 +98,8 @@ void collectTerms(const QJsonValue& value, QMultiHash<QString, QString>& terms) 
     }
 }
 
-QByteArray errorBody(const QString& type, const QString& reason, int status, const QString& outerType = QString(),
-                     const QString& outerReason = QString()) {
+QByteArray errorBody(const QString& type, const QString& reason, int status,
+                     const QString& outerType = QString(), const QString& outerReason = QString()) {
     const QJsonObject cause{{"type", type}, {"reason", reason}};
     const QJsonObject error{{"root_cause", QJsonArray{cause}},
                             {"type", outerType.isEmpty() ? type : outerType},
@@ -159,7 +159,8 @@ protected:
             socket->setSocketDescriptor(descriptor);
         }
         auto buffer = std::make_shared<QByteArray>();
-        connect(socket, &QTcpSocket::readyRead, socket, [this, socket, buffer] { readRequests(socket, *buffer); });
+        connect(socket, &QTcpSocket::readyRead, socket,
+                [this, socket, buffer] { readRequests(socket, *buffer); });
         connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
     }
 
@@ -181,17 +182,19 @@ private:
             for (qsizetype i = 1; i < lines.size(); ++i) {
                 const int colon = lines[i].indexOf(':');
                 if (colon > 0)
-                    headers.insert(lines[i].left(colon).trimmed().toLower(), lines[i].mid(colon + 1).trimmed());
+                    headers.insert(lines[i].left(colon).trimmed().toLower(),
+                                   lines[i].mid(colon + 1).trimmed());
             }
             const int length = headers.value("content-length").toInt();
             if (buffer.size() < end + 4 + length)
                 return;
             const QByteArray body = buffer.mid(end + 4, length);
             buffer.remove(0, end + 4 + length);
-            const Reply reply = answer(requestLine.value(0), QString::fromUtf8(requestLine.value(1)), headers, body);
-            QByteArray out = "HTTP/1.1 " + QByteArray::number(reply.status) + " Status\r\nContent-Type: " +
-                             reply.contentType + "\r\nContent-Length: " + QByteArray::number(reply.body.size()) +
-                             "\r\n";
+            const Reply reply =
+                answer(requestLine.value(0), QString::fromUtf8(requestLine.value(1)), headers, body);
+            QByteArray out = "HTTP/1.1 " + QByteArray::number(reply.status) +
+                             " Status\r\nContent-Type: " + reply.contentType +
+                             "\r\nContent-Length: " + QByteArray::number(reply.body.size()) + "\r\n";
             for (const auto& [name, value] : reply.headers)
                 out += name + ": " + value + "\r\n";
             out += "\r\n" + reply.body;
@@ -234,7 +237,8 @@ private:
                     reply.headers << qMakePair(QByteArray("WWW-Authenticate"),
                                                QByteArray("Basic realm=\"OpenSearch Security\""));
                 } else {
-                    const QString reason = QString("missing authentication credentials for REST request [%1]").arg(path);
+                    const QString reason =
+                        QString("missing authentication credentials for REST request [%1]").arg(path);
                     reply.body = errorBody("security_exception", reason, 401);
                     reply.headers << qMakePair(QByteArray("WWW-Authenticate"),
                                                QByteArray("Basic realm=\"security\" charset=\"UTF-8\""));
@@ -258,7 +262,8 @@ private:
         if (parts.value(0) == "_pit" && verb == "DELETE")
             return closeContext(QJsonDocument::fromJson(body).object().value("id").toString(), false);
         if (parts.value(0) == "_search" && parts.value(1) == "point_in_time" && verb == "DELETE")
-            return closeContext(QJsonDocument::fromJson(body).object().value("pit_id").toArray().at(0).toString(), true);
+            return closeContext(
+                QJsonDocument::fromJson(body).object().value("pit_id").toArray().at(0).toString(), true);
         if (parts.value(0) == "_search" && parts.value(1) == "scroll" && verb == "DELETE")
             return closeContext(QJsonDocument::fromJson(body).object().value("scroll_id").toString(), false);
         if (parts.value(0) == "_search" && parts.value(1) == "scroll")
@@ -268,8 +273,9 @@ private:
         if (parts.size() >= 2 && !parts[0].startsWith('_')) {
             QStringList indices;
             if (!resolveTarget(parts[0], indices))
-                return raw(errorBody("index_not_found_exception", QString("no such index [%1]").arg(parts[0]), 404),
-                           404);
+                return raw(
+                    errorBody("index_not_found_exception", QString("no such index [%1]").arg(parts[0]), 404),
+                    404);
             const QString action = parts.mid(1).join('/');
             if (action == "_count")
                 return count(indices, body);
@@ -313,7 +319,8 @@ private:
             tagline = "The OpenSearch Project: https://opensearch.org/";
             break;
         }
-        return json(QJsonObject{{"name", "t"}, {"cluster_name", "t"}, {"version", version}, {"tagline", tagline}});
+        return json(
+            QJsonObject{{"name", "t"}, {"cluster_name", "t"}, {"version", version}, {"tagline", tagline}});
     }
 
     Reply resolve() {
@@ -349,7 +356,8 @@ private:
                                 {"status", "open"},
                                 {"index", index.name},
                                 {"docs.count", QString::number(index.documents.size())}};
-        rows << QJsonObject{{"health", "green"}, {"status", "open"}, {"index", ".kibana_1"}, {"docs.count", "5"}};
+        rows << QJsonObject{
+            {"health", "green"}, {"status", "open"}, {"index", ".kibana_1"}, {"docs.count", "5"}};
         rows << QJsonObject{{"health", "green"}, {"status", "close"}, {"index", "closed-1"}};
         return json(rows);
     }
@@ -359,11 +367,11 @@ private:
             bool found = false;
             const QRegularExpression pattern(QRegularExpression::wildcardToRegularExpression(name));
             for (const Index& index : m_indices) {
-                const bool match = name.contains('*') ? (pattern.match(index.name).hasMatch() ||
-                                                         pattern.match(index.alias).hasMatch() ||
-                                                         pattern.match(index.dataStream).hasMatch())
-                                                      : (index.name == name || index.alias == name ||
-                                                         index.dataStream == name);
+                const bool match =
+                    name.contains('*')
+                        ? (pattern.match(index.name).hasMatch() || pattern.match(index.alias).hasMatch() ||
+                           pattern.match(index.dataStream).hasMatch())
+                        : (index.name == name || index.alias == name || index.dataStream == name);
                 if (match && !indices.contains(index.name))
                     indices << index.name;
                 found = found || match;
@@ -382,7 +390,7 @@ private:
         const QStringList ids = terms.values("event_id") + terms.values("winlog.event_id");
         QList<const Document*> hits;
         for (const QString& name : indices)
-            for (const Document& document : m_indices[name].documents)
+            for (const Document& document : m_indices.constFind(name)->documents)
                 if (channels.contains(document.channel) && ids.contains(QString::number(document.eventId)))
                     hits << &document;
         return hits;
@@ -400,9 +408,11 @@ private:
     Reply fieldCaps(const QStringList& indices, const QString& wanted) {
         QJsonObject fields;
         for (const QString& name : indices)
-            for (const QString& field : m_indices[name].fields)
+            for (const QString& field : m_indices.constFind(name)->fields)
                 for (const QString& pattern : wanted.split(','))
-                    if (QRegularExpression(QRegularExpression::wildcardToRegularExpression(pattern)).match(field).hasMatch())
+                    if (QRegularExpression(QRegularExpression::wildcardToRegularExpression(pattern))
+                            .match(field)
+                            .hasMatch())
                         fields.insert(field, QJsonObject{{"keyword", QJsonObject{{"type", "keyword"},
                                                                                  {"searchable", true},
                                                                                  {"aggregatable", true}}}});
@@ -415,15 +425,17 @@ private:
         context.indices = indices;
         m_contexts.insert(id, context);
         if (openSearchStyle)
-            return json(QJsonObject{{"pit_id", id}, {"_shards", shards()}, {"creation_time", 1700000000000.0}});
+            return json(
+                QJsonObject{{"pit_id", id}, {"_shards", shards()}, {"creation_time", 1700000000000.0}});
         return json(QJsonObject{{"id", id}});
     }
 
     Reply closeContext(const QString& id, bool openSearchStyle) {
         const bool existed = m_contexts.remove(id) > 0;
         if (openSearchStyle)
-            return json(QJsonObject{{"pits", QJsonArray{QJsonObject{{"pit_id", id}, {"successful", existed}}}}},
-                        existed ? 200 : 404);
+            return json(
+                QJsonObject{{"pits", QJsonArray{QJsonObject{{"pit_id", id}, {"successful", existed}}}}},
+                existed ? 200 : 404);
         return json(QJsonObject{{"succeeded", true}, {"num_freed", existed ? 1 : 0}}, existed ? 200 : 404);
     }
 
@@ -446,7 +458,8 @@ private:
 
     QByteArray page(const QList<const Document*>& hits, qsizetype from, qsizetype size, bool withSort,
                     const QByteArray& head, bool scroll) {
-        QByteArray out = "{" + head + "\"_shards\":{\"total\":1,\"successful\":1,\"skipped\":0,\"failed\":0},\"hits\":{";
+        QByteArray out =
+            "{" + head + "\"_shards\":{\"total\":1,\"successful\":1,\"skipped\":0,\"failed\":0},\"hits\":{";
         if (scroll)
             out += m_options.flavour == Flavour::Elasticsearch6
                        ? "\"total\":" + QByteArray::number(hits.size()) + ","
@@ -474,14 +487,15 @@ private:
             return reply;
         auto it = m_contexts.find(id);
         if (it == m_contexts.end() || it->scroll)
-            return raw(errorBody("search_context_missing_exception", "No search context found for id [1]", 404,
-                                 "search_phase_execution_exception", "all shards failed"),
+            return raw(errorBody("search_context_missing_exception", "No search context found for id [1]",
+                                 404, "search_phase_execution_exception", "all shards failed"),
                        404);
         if (lost(*it, reply))
             return reply;
         if (m_options.flavour == Flavour::OpenSearch2)
-            return raw(errorBody("query_shard_exception", "No mapping found for [_shard_doc] in order to sort on",
-                                 400, "search_phase_execution_exception", "all shards failed"),
+            return raw(errorBody("query_shard_exception",
+                                 "No mapping found for [_shard_doc] in order to sort on", 400,
+                                 "search_phase_execution_exception", "all shards failed"),
                        400);
         const QList<const Document*> hits = matching(it->indices, request.value("query"));
         // search_after's value is read from the text: a double would not hold it.
@@ -521,8 +535,8 @@ private:
             return reply;
         auto it = m_contexts.find(id);
         if (it == m_contexts.end() || !it->scroll)
-            return raw(errorBody("search_context_missing_exception", "No search context found for id [1]", 404,
-                                 "search_phase_execution_exception", "all shards failed"),
+            return raw(errorBody("search_context_missing_exception", "No search context found for id [1]",
+                                 404, "search_phase_execution_exception", "all shards failed"),
                        404);
         if (lost(*it, reply))
             return reply;
@@ -582,7 +596,8 @@ public:
 ElasticTestServer::ElasticTestServer(const Options& options) : d(std::make_unique<Impl>(options)) {
     d->moveToThread(&d->m_thread);
     d->m_thread.start();
-    QMetaObject::invokeMethod(d.get(), [this] { d->start(); }, Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(
+        d.get(), [this] { d->start(); }, Qt::BlockingQueuedConnection);
 }
 
 ElasticTestServer::~ElasticTestServer() {
@@ -605,8 +620,8 @@ QString ElasticTestServer::url() const {
     return QString("%1://127.0.0.1:%2").arg(d->tls() ? "https" : "http").arg(port());
 }
 
-void ElasticTestServer::addDocuments(const QString& index, const QList<QByteArray>& sources, const QString& alias,
-                                     const QString& dataStream) {
+void ElasticTestServer::addDocuments(const QString& index, const QList<QByteArray>& sources,
+                                     const QString& alias, const QString& dataStream) {
     d->addDocuments(index, sources, alias, dataStream);
 }
 

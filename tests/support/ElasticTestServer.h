@@ -22,7 +22,7 @@ public:
     };
     struct Options {
         Flavour flavour = Flavour::Elasticsearch8;
-        QString user;     // with a user, every request needs basic authentication
+        QString user; // with a user, every request needs basic authentication
         QString password;
         QString certificateFile; // PEM; with both files the server speaks TLS only
         QString keyFile;
@@ -39,11 +39,11 @@ public:
 
     // Adds documents (the JSON of _source) to an index, made on first use; an alias or a data stream
     // name makes the index a member of it (a data stream's index is hidden, as its backing index).
-    void addDocuments(const QString& index, const QList<QByteArray>& sources, const QString& alias = QString(),
-                      const QString& dataStream = QString());
+    void addDocuments(const QString& index, const QList<QByteArray>& sources,
+                      const QString& alias = QString(), const QString& dataStream = QString());
 
     // Fault switches.
-    void refuseNextSearches(int times);   // 429 rejected execution before a page
+    void refuseNextSearches(int times);    // 429 rejected execution before a page
     void loseContextAfterPages(int pages); // then every page of that context: 404 context missing
     void setCountSurplus(int surplus);     // _count says this many more than match
     void setPageLimit(int hits);           // a page holds at most this many hits

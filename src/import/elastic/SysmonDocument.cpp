@@ -8,7 +8,19 @@
 namespace kelvane {
 namespace {
 
-enum class Conversion { Plain, Time, RuleName, User, ProcessHashes, FileHashes, Direction, Ipv6, PortName, Renamed, DnsStatus };
+enum class Conversion {
+    Plain,
+    Time,
+    RuleName,
+    User,
+    ProcessHashes,
+    FileHashes,
+    Direction,
+    Ipv6,
+    PortName,
+    Renamed,
+    DnsStatus
+};
 
 // Where the Sysmon module and the ingest pipelines put an item. An empty list of events means all.
 struct EcsHome {
@@ -170,7 +182,8 @@ void SysmonDocument::read(const FlatDocument& flat, int eventId) {
     const std::string_view computerPath = winlogLayout ? "winlog.computer_name" : "computer_name";
     for (size_t i = 0; i < flat.size(); ++i) {
         const auto& [path, value] = flat.at(i);
-        if (path.size() > dataPrefix.size() && std::string_view(path).substr(0, dataPrefix.size()) == dataPrefix)
+        if (path.size() > dataPrefix.size() &&
+            std::string_view(path).substr(0, dataPrefix.size()) == dataPrefix)
             items.add(std::string_view(path).substr(dataPrefix.size()), value);
         else if (!hasComputer && path == computerPath) {
             hasComputer = true;

@@ -90,7 +90,8 @@ QUrl TElasticClient::urlFor(const QString& path) const {
     return QUrl(m_base.toString(QUrl::RemoveUserInfo | QUrl::StripTrailingSlash) + path);
 }
 
-TElasticClient::Response TElasticClient::send(const QByteArray& verb, const QUrl& url, const QByteArray& body) {
+TElasticClient::Response TElasticClient::send(const QByteArray& verb, const QUrl& url,
+                                              const QByteArray& body) {
     QNetworkRequest request(url);
     request.setTransferTimeout(m_timeoutMs);
     request.setRawHeader("Accept", "application/json");
@@ -100,42 +101,42 @@ TElasticClient::Response TElasticClient::send(const QByteArray& verb, const QUrl
         request.setRawHeader("Authorization", "Basic " + (m_user + ':' + m_password).toUtf8().toBase64());
     std::unique_ptr<QNetworkReply> reply(manager().sendCustomRequest(request, verb, body));
 
-    QObject::connect(reply.get(), &QNetworkReply::sslErrors, reply.get(), [&](const QList<QSslError>& errors) {
-        // Only an unknown authority or a name the certificate doesn't carry can be waived; an expired
-        // or revoked certificate stays refused.
-        for (const QSslError& error : errors)
-            switch (error.error()) {
-            case QSslError::SelfSignedCertificate:
-            case QSslError::SelfSignedCertificateInChain:
-            case QSslError::UnableToGetLocalIssuerCertificate:
-            case QSslError::UnableToGetIssuerCertificate:
-            case QSslError::UnableToVerifyFirstCertificate:
-            case QSslError::CertificateUntrusted:
-            case QSslError::HostNameMismatch:
-                break;
-            default:
-                m_sslRefused = true;
-                return;
-            }
-        const QList<QSslCertificate> chain = reply->sslConfiguration().peerCertificateChain();
-        for (const QSslCertificate& certificate : chain)
-            for (const QString& trusted : m_trusted)
-                if (normalisedFingerprint(fingerprint(certificate)) == normalisedFingerprint(trusted)) {
-                    reply->ignoreSslErrors();
+    QObject::connect(
+        reply.get(), &QNetworkReply::sslErrors, reply.get(), [&](const QList<QSslError>& errors) {
+            // Only an unknown authority or a name the certificate doesn't carry can be waived; an expired
+            // or revoked certificate stays refused.
+            for (const QSslError& error : errors)
+                switch (error.error()) {
+                case QSslError::SelfSignedCertificate:
+                case QSslError::SelfSignedCertificateInChain:
+                case QSslError::UnableToGetLocalIssuerCertificate:
+                case QSslError::UnableToGetIssuerCertificate:
+                case QSslError::UnableToVerifyFirstCertificate:
+                case QSslError::CertificateUntrusted:
+                case QSslError::HostNameMismatch:
+                    break;
+                default:
+                    m_sslRefused = true;
                     return;
                 }
-        // The authority at the top of the chain is what the server printed at its first start.
-        const QSslCertificate shown = chain.isEmpty() ? QSslCertificate() : chain.last();
-        const QString print = fingerprint(shown);
-        if (m_trustQuestion && !shown.isNull() &&
-            m_trustQuestion(print, shown.subjectDisplayName())) {
-            m_trusted << print;
-            reply->ignoreSslErrors();
-            return;
-        }
-        m_sslRefused = true;
-        m_refusedFingerprint = print;
-    });
+            const QList<QSslCertificate> chain = reply->sslConfiguration().peerCertificateChain();
+            for (const QSslCertificate& certificate : chain)
+                for (const QString& trusted : m_trusted)
+                    if (normalisedFingerprint(fingerprint(certificate)) == normalisedFingerprint(trusted)) {
+                        reply->ignoreSslErrors();
+                        return;
+                    }
+            // The authority at the top of the chain is what the server printed at its first start.
+            const QSslCertificate shown = chain.isEmpty() ? QSslCertificate() : chain.last();
+            const QString print = fingerprint(shown);
+            if (m_trustQuestion && !shown.isNull() && m_trustQuestion(print, shown.subjectDisplayName())) {
+                m_trusted << print;
+                reply->ignoreSslErrors();
+                return;
+            }
+            m_sslRefused = true;
+            m_refusedFingerprint = print;
+        });
 
     if (!reply->isFinished()) {
         QEventLoop loop;
@@ -173,9 +174,10 @@ QByteArray TElasticClient::requestOk(const QByteArray& verb, const QString& path
     return response.body;
 }
 
-QString TElasticClient::describe(const QByteArray& verb, const QString& path, const Response& response) const {
-    const QString where = QString::fromLatin1(verb) + ' ' + path.left(path.indexOf('?') < 0 ? path.size()
-                                                                                           : path.indexOf('?'));
+QString TElasticClient::describe(const QByteArray& verb, const QString& path,
+                                 const Response& response) const {
+    const QString where =
+        QString::fromLatin1(verb) + ' ' + path.left(path.indexOf('?') < 0 ? path.size() : path.indexOf('?'));
     const QString server = m_base.toString(QUrl::RemoveUserInfo | QUrl::StripTrailingSlash);
     if (response.status == 0) {
         if (m_sslRefused && !m_refusedFingerprint.isEmpty())
@@ -191,7 +193,8 @@ QString TElasticClient::describe(const QByteArray& verb, const QString& path, co
         detail = object.value("type").toString();
         QString reason = object.value("reason").toString();
         const QJsonArray causes = object.value("root_cause").toArray();
-        const QString rootReason = causes.isEmpty() ? QString() : causes.first().toObject().value("reason").toString();
+        const QString rootReason =
+            causes.isEmpty() ? QString() : causes.first().toObject().value("reason").toString();
         if (reason.isEmpty() || (reason == "all shards failed" && !rootReason.isEmpty()))
             reason = rootReason;
         if (!reason.isEmpty())
@@ -268,7 +271,8 @@ void TElasticClient::detect(const QByteArray& body) {
         return m_server.major > major || (m_server.major == major && m_server.minor >= minor);
     };
     if (m_server.openSearch)
-        m_server.paging = atLeast(2, 4) ? ElasticServer::Paging::OpenSearchPointInTime : ElasticServer::Paging::Scroll;
+        m_server.paging =
+            atLeast(2, 4) ? ElasticServer::Paging::OpenSearchPointInTime : ElasticServer::Paging::Scroll;
     else
         m_server.paging = atLeast(7, 12) ? ElasticServer::Paging::PointInTime : ElasticServer::Paging::Scroll;
     if (m_pointInTimeRefused)
@@ -316,8 +320,8 @@ QStringList TElasticClient::catalogue() {
     indices.sort();
     QStringList names = streams + aliases + indices;
     // Daily and rolled-over indices of one shipper are read together through a pattern.
-    for (const QString& prefix : {QString("winlogbeat-"), QString("logs-windows.sysmon_operational-"),
-                                 QString("sysmon-")}) {
+    for (const QString& prefix :
+         {QString("winlogbeat-"), QString("logs-windows.sysmon_operational-"), QString("sysmon-")}) {
         const auto matching = std::count_if(names.begin(), names.end(),
                                             [&](const QString& name) { return name.startsWith(prefix); });
         if (matching > 1)
@@ -391,7 +395,8 @@ void ElasticHits::start() {
     }
     const bool openSearch = m_paging == ElasticServer::Paging::OpenSearchPointInTime;
     const QString path = targetPath(m_target) +
-                         (openSearch ? "/_search/point_in_time?keep_alive=" : "/_pit?keep_alive=") + kKeepAlive;
+                         (openSearch ? "/_search/point_in_time?keep_alive=" : "/_pit?keep_alive=") +
+                         kKeepAlive;
     const QJsonObject answer = jsonObject(m_client.requestOk("POST", path));
     m_contextId = answer.value(openSearch ? "pit_id" : "id").toString().toUtf8();
     m_open = true;
@@ -422,7 +427,10 @@ void ElasticHits::fetch() {
     if (m_paging == ElasticServer::Paging::Scroll) {
         path = "/_search/scroll";
         body = QByteArray("{\"scroll\":\"") + kKeepAlive + "\",\"scroll_id\":" +
-               QJsonDocument(QJsonArray{QString::fromUtf8(m_contextId)}).toJson(QJsonDocument::Compact).mid(1).chopped(1) +
+               QJsonDocument(QJsonArray{QString::fromUtf8(m_contextId)})
+                   .toJson(QJsonDocument::Compact)
+                   .mid(1)
+                   .chopped(1) +
                '}';
     } else {
         path = "/_search";
@@ -443,8 +451,10 @@ void ElasticHits::fetch() {
 
 void ElasticHits::readPage(const QByteArray& body) {
     simdjson::dom::element page;
-    if (m_parser.parse(body.constData(), static_cast<size_t>(body.size())).get(page) != simdjson::SUCCESS)
-        throw ElasticError("The server's answer to a search is no JSON");
+    const auto parsed = m_parser.parse(body.constData(), static_cast<size_t>(body.size())).get(page);
+    if (parsed != simdjson::SUCCESS)
+        throw ElasticError(std::string("The server's answer to a search is no JSON (") +
+                           simdjson::error_message(parsed) + ")");
     // A page that misses shards is incomplete: reading on would lose events without a word.
     int64_t failed = 0;
     if (page.at_pointer("/_shards/failed").get(failed) == simdjson::SUCCESS && failed > 0) {

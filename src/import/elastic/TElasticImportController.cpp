@@ -16,7 +16,8 @@
 
 namespace kelvane {
 
-TElasticImportController::TElasticImportController(TMainDataModule& data, const ElasticConnectionParams& connection,
+TElasticImportController::TElasticImportController(TMainDataModule& data,
+                                                   const ElasticConnectionParams& connection,
                                                    const QString& ipstackKey, bool ipstackConsent,
                                                    const QString& ipstackHost, QObject* parent)
     : QObject(parent), m_data(data), m_connection(connection), m_key(ipstackKey),
