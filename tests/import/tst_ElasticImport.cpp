@@ -316,7 +316,7 @@ private slots:
         // No text cleaning: the command line keeps its quotes and line break.
         QCOMPARE(rows("SELECT CommandLine FROM ProcessCreate"), QStringList{"cmd /c \"a\"\r\nnext"});
         QCOMPARE(rows("SELECT EventType, RuleName FROM AllEvents ORDER BY GID"),
-                 QStringList({"1|technique_id=T1059", "8|", "14|-", "21|-"}));
+                 QStringList({"1|technique_id=T1059", "8|<null>", "14|-", "21|-"}));
         const QString details = rows("SELECT EventDetails FROM AllEvents WHERE EventType = 14").value(0);
         QVERIFY2(details.endsWith("  New Name :    HKLM\\y  \r\n"), qPrintable(details));
         QCOMPARE(rows("SELECT RuleName FROM CreateRemoteThreadDetected"), QStringList());
