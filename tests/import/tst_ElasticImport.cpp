@@ -509,6 +509,40 @@ private slots:
         QCOMPARE(client.catalogue().join(' '), expected.join(' '));
     }
 
+    void headlessImport_data() {
+        QTest::addColumn<QString>("password");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("output");
+        QTest::newRow("done") << "pw-ok" << 0 << "Done! Imported 2 Events\n";
+        QTest::newRow("refused") << "pw-wrong" << 3 << "Please note";
+    }
+    void headlessImport() {
+        QFETCH(QString, password);
+        QFETCH(int, exitCode);
+        QFETCH(QString, output);
+        ElasticTestServer::Options options;
+        options.user = "reader";
+        options.password = "pw-ok";
+        ElasticTestServer server(options);
+        server.addDocuments("a", documents(Shape::Winlogbeat6, commonEvents().mid(3, 1)));
+        server.addDocuments("b", documents(Shape::Agent, commonEvents().mid(3, 1)));
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("KELVANE_ES_PASSWORD", password);
+        process.setProcessEnvironment(environment);
+        process.start(QCoreApplication::applicationDirPath() + "/kelvane-import",
+                      {"--elastic", server.url(), "--index", "a", "--index", "b", "--user", "reader", "--db",
+                       m_dir.filePath(QString("cli%1").arg(++m_counter))});
+        QVERIFY(process.waitForFinished(60000));
+        const QString out = QString::fromUtf8(process.readAllStandardOutput());
+        const QString err = QString::fromUtf8(process.readAllStandardError());
+        QCOMPARE(process.exitCode(), exitCode);
+        QVERIFY2(out.startsWith(output), qPrintable(out + err));
+        QVERIFY(!(out + err).contains(password));
+        if (exitCode != 0)
+            QVERIFY2(err.contains("answered 401"), qPrintable(err));
+    }
+
     void certificateQuestion_data() {
         QTest::addColumn<bool>("answer");
         QTest::newRow("trusted for this import") << true;
