@@ -387,11 +387,13 @@ private:
         collectTerms(queryValue, terms);
         const QStringList channels = terms.values("log_name") + terms.values("log_name.keyword") +
                                      terms.values("winlog.channel") + terms.values("winlog.channel.keyword");
-        const QStringList ids = terms.values("event_id") + terms.values("winlog.event_id");
+        QList<int> ids;
+        for (const QString& id : terms.values("event_id") + terms.values("winlog.event_id"))
+            ids << id.toInt();
         QList<const Document*> hits;
         for (const QString& name : indices)
             for (const Document& document : m_indices.constFind(name)->documents)
-                if (channels.contains(document.channel) && ids.contains(QString::number(document.eventId)))
+                if (ids.contains(document.eventId) && channels.contains(document.channel))
                     hits << &document;
         return hits;
     }
@@ -497,15 +499,19 @@ private:
                                  "No mapping found for [_shard_doc] in order to sort on", 400,
                                  "search_phase_execution_exception", "all shards failed"),
                        400);
-        const QList<const Document*> hits = matching(it->indices, request.value("query"));
+        // A point in time sees the documents of its opening; the client sends the same query each page.
+        if (it->pages == 0)
+            it->hits = matching(it->indices, request.value("query"));
+        const QList<const Document*>& hits = it->hits;
         // search_after's value is read from the text: a double would not hold it.
         qsizetype from = 0;
         const QRegularExpressionMatch after =
             QRegularExpression(R"("search_after":\[(\d+)\])").match(QString::fromUtf8(body));
         if (after.hasMatch()) {
             const qint64 last = after.captured(1).toLongLong() - kSortBase;
-            while (from < hits.size() && hits[from]->ordinal <= last)
-                ++from;
+            from = std::upper_bound(hits.begin(), hits.end(), last,
+                                    [](qint64 value, const Document* d) { return value < d->ordinal; }) -
+                   hits.begin();
         }
         ++it->pages;
         const qsizetype size = std::min<qsizetype>(request.value("size").toInt(10), m_pageLimit);
