@@ -144,6 +144,15 @@ QList<Event> commonEvents() {
     };
 }
 
+Items remoteThread() {
+    return {{"RuleName", "rule8"},        {"UtcTime", "2021-03-04 10:15:31.000"},
+            {"SourceProcessGuid", kGuid}, {"SourceProcessId", "1"},
+            {"SourceImage", "C:\\a.exe"}, {"TargetProcessGuid", kTargetGuid},
+            {"TargetProcessId", "2"},     {"TargetImage", "C:\\b.exe"},
+            {"NewThreadId", "3"},         {"StartAddress", "0x1"},
+            {"StartModule", "-"},         {"StartFunction", "-"}};
+}
+
 QList<QByteArray> documents(Shape shape, const QList<Event>& events, const QString& computer = "WS-01") {
     QList<QByteArray> out;
     for (const Event& event : events)
@@ -175,11 +184,13 @@ class TestElasticImport : public QObject {
     // Runs the worker against the server on the indexes given; the database stays open for checks.
     void importFrom(const ElasticTestServer& server, const QString& tables, int pageSize = 3,
                     const QString& user = QString(), const QString& password = QString(),
-                    const QStringList& trusted = QStringList()) {
+                    const QStringList& trusted = QStringList(), const QString& ipstackHost = QString()) {
         newDatabase();
         ElasticConnectionParams params;
         params.add(server.url(), QString::number(server.port()), user, password);
-        m_import = std::make_unique<TElasticImportController>(*m_data, params, "EMPTY", false);
+        m_import = std::make_unique<TElasticImportController>(*m_data, params, "KEY", !ipstackHost.isEmpty(),
+                                                              ipstackHost);
+        m_import->setPerformIPGeoMapping(!ipstackHost.isEmpty());
         m_import->setPageSize(pageSize);
         m_import->setRetryDelay(5);
         m_import->trust(trusted);
@@ -289,12 +300,7 @@ private slots:
             {"RuleName", "-"},           {"EventType", "RenameKey"}, {"UtcTime", "2021-03-04 10:15:30.000"},
             {"ProcessGuid", kGuid},      {"ProcessId", "1"},         {"Image", "C:\\a.exe"},
             {"TargetObject", "HKLM\\x"}, {"NewName", "HKLM\\y"}};
-        const Items thread{{"RuleName", "rule8"},        {"UtcTime", "2021-03-04 10:15:31.000"},
-                           {"SourceProcessGuid", kGuid}, {"SourceProcessId", "1"},
-                           {"SourceImage", "C:\\a.exe"}, {"TargetProcessGuid", kTargetGuid},
-                           {"TargetProcessId", "2"},     {"TargetImage", "C:\\b.exe"},
-                           {"NewThreadId", "3"},         {"StartAddress", "0x1"},
-                           {"StartModule", "-"},         {"StartFunction", "-"}};
+        const Items thread = remoteThread();
         const Items binding{{"RuleName", "-"},        {"UtcTime", "2021-03-04 10:15:32.000"},
                             {"Operation", "Created"}, {"User", "CORP\\x"},
                             {"Consumer", "c"},        {"Filter", "f"}};
@@ -320,6 +326,34 @@ private slots:
         const QString details = rows("SELECT EventDetails FROM AllEvents WHERE EventType = 14").value(0);
         QVERIFY2(details.endsWith("  New Name :    HKLM\\y  \r\n"), qPrintable(details));
         QCOMPARE(rows("SELECT RuleName FROM CreateRemoteThreadDetected"), QStringList());
+    }
+
+    void geolocatingMapper() {
+        // Nothing answers for the geolocation service: public addresses take the (empty) last answer,
+        // private ones and IPv6 stay "n/a". Neither difference of the log's geolocating mapper occurs.
+        QList<Event> events = commonEvents().mid(0, 3);
+        Items ipv6 = events[2].items;
+        for (auto& [name, value] : ipv6) {
+            if (name == "SourceIsIpv6")
+                value = "true";
+            if (name == "SourceIp")
+                value = "fe80::1";
+        }
+        events << Event{3, ipv6};
+        ElasticTestServer server({});
+        server.addDocuments(
+            "s", documents(Shape::Winlogbeat6, events) +
+                     QList<QByteArray>{elasticdocs::document(Shape::Winlogbeat6, 8, remoteThread())});
+        importFrom(server, "s", 3, "", "", {}, "127.0.0.1:9");
+        QVERIFY(m_import->geolocating());
+        QCOMPARE(m_import->report().errorMessage(), QStringList{"FDQueryData: Field 'UtcTime' not found"});
+        QCOMPARE(rows("SELECT COUNT(*) FROM FileCreationTimeChanged"), QStringList{"1"});
+        QCOMPARE(rows("SELECT OriginalFileName FROM ProcessCreate"), QStringList{"<null>"});
+        QCOMPARE(
+            rows("SELECT SourceCountry, SourceCountryCode, DestinationCountry, DestinationCountryCode FROM "
+                 "NetworkConnectionDetected ORDER BY FID"),
+            (QStringList{"n/a|n/a||", "n/a|n/a||"}));
+        QCOMPARE(rows("SELECT RuleName FROM AllEvents WHERE EventType = 8"), QStringList{"rule8"});
     }
 
     void batches_data() {
