@@ -33,9 +33,10 @@ SysmonLogBuilder::Items itemsFor(int id, int n) {
                              .arg(n / 1000 % 60, 2, 10, QChar('0'))
                              .arg(n % 1000, 3, 10, QChar('0'));
     SysmonLogBuilder::Items items{{"RuleName", "-"}, {"UtcTime", time}};
-    const SysmonLogBuilder::Items process{{"ProcessGuid", guid},
-                                          {"ProcessId", QString::number(1000 + n % 5000)},
-                                          {"Image", QString("C:\\Program Files\\App%1\\app%1.exe").arg(n % 97)}};
+    const SysmonLogBuilder::Items process{
+        {"ProcessGuid", guid},
+        {"ProcessId", QString::number(1000 + n % 5000)},
+        {"Image", QString("C:\\Program Files\\App%1\\app%1.exe").arg(n % 97)}};
     switch (id) {
     case 1:
         return items + process +
@@ -51,10 +52,11 @@ SysmonLogBuilder::Items itemsFor(int id, int n) {
                                        {"LogonId", "0xa3a1f"},
                                        {"TerminalSessionId", "1"},
                                        {"IntegrityLevel", "Medium"},
-                                       {"Hashes", "SHA1=B1B2D511D5B20D529675207DD87338A3D31EE7DB,MD5="
-                                                  "BC9D90581C71273B7A56DA368AFE2AEB,SHA256="
-                                                  "2ED534311510DF97245FFB8E6344C3C033208413B07F8DCDF5507075B4656D"
-                                                  "91,IMPHASH=06FC488D4DCC0FC4C0180E84FCB0501B"},
+                                       {"Hashes",
+                                        "SHA1=B1B2D511D5B20D529675207DD87338A3D31EE7DB,MD5="
+                                        "BC9D90581C71273B7A56DA368AFE2AEB,SHA256="
+                                        "2ED534311510DF97245FFB8E6344C3C033208413B07F8DCDF5507075B4656D"
+                                        "91,IMPHASH=06FC488D4DCC0FC4C0180E84FCB0501B"},
                                        {"ParentProcessGuid", guid},
                                        {"ParentProcessId", "4312"},
                                        {"ParentImage", "C:\\Windows\\explorer.exe"},
@@ -76,13 +78,14 @@ SysmonLogBuilder::Items itemsFor(int id, int n) {
                                        {"DestinationPortName", "https"}};
     case 7:
         return items + process +
-               SysmonLogBuilder::Items{{"ImageLoaded", QString("C:\\Windows\\System32\\lib%1.dll").arg(n % 300)},
-                                       {"FileVersion", "10.0"},
-                                       {"OriginalFileName", "lib.dll"},
-                                       {"Hashes", "SHA1=CCCC,MD5=DDDD,SHA256=EEEE"},
-                                       {"Signed", "true"},
-                                       {"Signature", "Microsoft Windows"},
-                                       {"SignatureStatus", "Valid"}};
+               SysmonLogBuilder::Items{
+                   {"ImageLoaded", QString("C:\\Windows\\System32\\lib%1.dll").arg(n % 300)},
+                   {"FileVersion", "10.0"},
+                   {"OriginalFileName", "lib.dll"},
+                   {"Hashes", "SHA1=CCCC,MD5=DDDD,SHA256=EEEE"},
+                   {"Signed", "true"},
+                   {"Signature", "Microsoft Windows"},
+                   {"SignatureStatus", "Valid"}};
     case 10:
         return items + SysmonLogBuilder::Items{{"SourceProcessGUID", guid},
                                                {"SourceProcessId", QString::number(1000 + n % 5000)},
@@ -145,7 +148,9 @@ int main(int argc, char* argv[]) {
         return serve(args.value(2).toInt(), Shape(args.value(3).toInt()));
     const int events = args.value(1, "100000").toInt();
     const QString shapeName = args.value(2, "agent");
-    const Shape shape = shapeName == "6" ? Shape::Winlogbeat6 : shapeName == "7" ? Shape::Winlogbeat7 : Shape::Agent;
+    const Shape shape = shapeName == "6"   ? Shape::Winlogbeat6
+                        : shapeName == "7" ? Shape::Winlogbeat7
+                                           : Shape::Agent;
 
     QProcess server;
     server.start(app.applicationFilePath(), {"serve", QString::number(events), QString::number(int(shape))});
