@@ -136,6 +136,9 @@ private slots:
         find<QLineEdit>("EditElasticServer")->setText("http://127.0.0.1");
         find<QLineEdit>("EditPort")->setText("1");
         find<QPushButton>("ButtonConnect")->click();
+        // No user: the entries are there, empty, and no credentials go out.
+        QCOMPARE(m_form->connectionParams().value("UserName"), QString(""));
+        QVERIFY(m_form->connectionParams().value("Password").isEmpty());
         // Corrected, but the first "Server=" and "Port=" entries stay in force.
         connectTo(server);
         QCOMPARE(script.texts("message"),
