@@ -499,7 +499,8 @@ private slots:
     void noUserSendsNoCredentials() {
         ElasticTestServer server({Flavour::Elasticsearch8});
         ElasticConnectionParams params;
-        params.add("127.0.0.1", QString::number(server.port()), "", "");
+        // A port in the address stands before the port field's.
+        params.add("127.0.0.1:" + QString::number(server.port()), "9200", "", "");
         TElasticClient client(params);
         client.setTrustQuestion([](const QString&, const QString&) { return false; });
         // No scheme: https is tried first, and the plain server's answer comes over http.

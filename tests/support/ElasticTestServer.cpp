@@ -611,7 +611,8 @@ ElasticTestServer::~ElasticTestServer() {
         d.get(),
         [this] {
             d->close();
-            qDeleteAll(d->findChildren<QTcpSocket*>());
+            // A TLS socket owns a plain one: only the direct children are ours to delete.
+            qDeleteAll(d->findChildren<QTcpSocket*>(QString(), Qt::FindDirectChildrenOnly));
         },
         Qt::BlockingQueuedConnection);
     d->m_thread.quit();

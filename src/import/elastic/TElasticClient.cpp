@@ -215,11 +215,15 @@ const ElasticServer& TElasticClient::open() {
     QString host = m_address;
     QStringList schemes{"https", "http"};
     int port = -1;
-    if (host.contains("://")) {
-        const QUrl typed(host);
+    // "es01", "es01:9200", "https://es01" and "https://es01:9200/" all name a server.
+    const bool schemeGiven = host.contains("://");
+    const QUrl typed(schemeGiven ? host.trimmed() : "none://" + host.trimmed());
+    if (schemeGiven) {
         if (typed.scheme() != "http" && typed.scheme() != "https")
             throw ElasticError(QString("Unknown scheme \"%1\"").arg(typed.scheme()).toStdString());
         schemes = QStringList{typed.scheme()};
+    }
+    if (typed.isValid() && !typed.host().isEmpty()) {
         port = typed.port(-1);
         host = typed.host();
     }
