@@ -16,6 +16,7 @@
 #include <QListWidget>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QScrollArea>
 #include <QVBoxLayout>
 
@@ -161,6 +162,17 @@ void TImportElasticLogsForm::CheckBoxPerformIPGeoMappingClick() {
 void TImportElasticLogsForm::ButtonConnectClick() {
     // The list of parameters is not cleared: a second attempt appends, and the first of a name counts.
     m_params.add(EditElasticServer->text(), EditPort->text(), EditUsername->text(), EditPassword->text());
+    // The requests wait in local event loops: no second click may start anything meanwhile.
+    const QList<QPushButton*> buttons{ButtonConnect, ButtonImport, ButtonOkCancel};
+    QList<bool> enabled;
+    for (QPushButton* button : buttons) {
+        enabled << button->isEnabled();
+        button->setEnabled(false);
+    }
+    const auto restore = qScopeGuard([&] {
+        for (qsizetype i = 0; i < buttons.size(); ++i)
+            buttons[i]->setEnabled(enabled[i]);
+    });
     try {
         TElasticClient client(m_params);
         client.trust(m_trusted);
