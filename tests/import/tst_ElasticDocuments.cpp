@@ -50,6 +50,40 @@ private slots:
         QCOMPARE(flatten(json), expected);
     }
 
+    void destinationPortName_data() {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<QString>("expected");
+        const QByteArray head = "{\"winlog\":{\"channel\":\"c\",\"event_data\":{";
+        QTest::newRow("the destination's name")
+            << head + "\"SourcePort\":\"49712\"}},\"destination\":{\"port\":443},\"network\":{\"protocol\":"
+                      "\"https\"}}"
+            << "https";
+        QTest::newRow("the source's name, kept apart")
+            << head + "\"SourcePortName\":\"microsoft-ds\",\"SourcePort\":\"445\"}},\"destination\":{"
+                      "\"port\":50000},"
+                      "\"network\":{\"protocol\":\"microsoft-ds\"}}"
+            << "";
+        QTest::newRow("one port, one name") << head + "\"SourcePortName\":\"netbios-ns\",\"SourcePort\":"
+                                                      "\"137\"}},\"destination\":{\"port\":137},"
+                                                      "\"network\":{\"protocol\":\"netbios-ns\"}}"
+                                            << "netbios-ns";
+    }
+    void destinationPortName() {
+        QFETCH(QByteArray, json);
+        QFETCH(QString, expected);
+        simdjson::dom::parser parser;
+        simdjson::dom::element element;
+        QVERIFY(parser.parse(json.constData(), static_cast<size_t>(json.size())).get(element) ==
+                simdjson::SUCCESS);
+        FlatDocument flat;
+        flat.read(element);
+        SysmonDocument document;
+        document.read(flat, 3);
+        const std::string* name = document.items.find("DestinationPortName");
+        QCOMPARE(name ? QString::fromStdString(*name) : QString(), expected);
+        QVERIFY(document.winlogLayout);
+    }
+
     void sysmonTime_data() {
         QTest::addColumn<QString>("timestamp");
         QTest::addColumn<QString>("expected");

@@ -265,9 +265,13 @@ void SysmonDocument::readEcs(const FlatDocument& flat, int eventId) {
             break;
         case Conversion::PortName: {
             // network.protocol holds the destination's port name, or the source's when there is none.
+            // When it equals the source's name it is the source's, unless both ports are one.
             value = flat.find(home.path);
             const std::string* sourceName = items.find("SourcePortName");
-            if (value && sourceName && *sourceName == *value)
+            const std::string* sourcePort = items.find("SourcePort");
+            const std::string* destinationPort = items.find("DestinationPort");
+            const bool samePort = sourcePort && destinationPort && *sourcePort == *destinationPort;
+            if (value && sourceName && *sourceName == *value && !samePort)
                 value = nullptr;
             break;
         }
