@@ -116,11 +116,19 @@ private slots:
         QCOMPARE(find<QProgressBar>("dxActivityIndicator")->maximum(), 1); // still
     }
 
+    void importWithNothingTickedIsStuck_data() {
+        QTest::addColumn<bool>("connectFirst");
+        QTest::newRow("after Connect") << true;
+        QTest::newRow("before any Connect") << false;
+    }
     void importWithNothingTickedIsStuck() {
+        QFETCH(bool, connectFirst);
         ElasticTestServer server({});
         server.addDocuments("s", {terminated(1)});
-        connectTo(server);
-        QCOMPARE(listed(), QStringList{"s"});
+        if (connectFirst) {
+            connectTo(server);
+            QCOMPARE(listed(), QStringList{"s"});
+        }
         QCOMPARE(importAndWait(), 0);
         QVERIFY(!find<QPushButton>("ButtonImport")->isEnabled());
         QVERIFY(!find<QPushButton>("ButtonOkCancel")->isEnabled());
