@@ -1,4 +1,4 @@
-// Headless importer: runs the import of one Sysmon XML log into a new database, for scripts,
+// Headless importer: runs the import of one Sysmon log (XML or .evtx) into a new database, for scripts,
 // benchmarks and tests. Prints the dialog's label (and status line), exits with the modal result
 // (0 for ok, 3 for abort).
 #include "import/TImportController.h"
@@ -20,7 +20,8 @@ int main(int argc, char* argv[]) {
     QCoreApplication::setApplicationVersion("3.1");
 
     QCommandLineParser parser;
-    parser.setApplicationDescription("Imports a Sysmon XML log into a Kelvane database.");
+    parser.setApplicationDescription(
+        "Imports a Sysmon log (an XML export or an .evtx file) into a Kelvane database.");
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption dbOption("db", "The database file to build.", "PATH");
@@ -30,12 +31,12 @@ int main(int argc, char* argv[]) {
                      "consent stored by Kelvane's Preferences).");
     const QCommandLineOption hostOption("ipstack-host", "The geolocation endpoint host[:port].", "HOST");
     parser.addOptions({dbOption, forceOption, geoOption, hostOption});
-    parser.addPositionalArgument("LOG.xml", "The Sysmon XML log to import.");
+    parser.addPositionalArgument("LOG", "The Sysmon log to import: XML or .evtx, told apart by content.");
     parser.process(app);
 
     const QStringList files = parser.positionalArguments();
     if (!parser.isSet(dbOption) || files.size() != 1) {
-        std::fprintf(stderr, "usage: kelvane-import [--geolocate] [--force] --db PATH LOG.xml\n");
+        std::fprintf(stderr, "usage: kelvane-import [--geolocate] [--force] --db PATH LOG\n");
         return 2;
     }
     const QString dbPath = parser.value(dbOption);
@@ -90,6 +91,9 @@ int main(int argc, char* argv[]) {
         if (!report.labelMessage().startsWith("Error: "))
             for (const QString& line : report.errorMessage())
                 std::fprintf(stderr, "Error: %s\n", qPrintable(line));
+        if (report.recordsSkipped() > 0)
+            std::fprintf(stderr, "%lld damaged records were skipped\n",
+                         static_cast<long long>(report.recordsSkipped()));
         if (report.dateFailures() > 0)
             std::fprintf(stderr, "%d time stamps could not be read and were stored as 1899-12-30\n",
                          report.dateFailures());

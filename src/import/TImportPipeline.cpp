@@ -1,7 +1,7 @@
 #include "import/TImportPipeline.h"
 
 #include "import/TEventMapper.h"
-#include "import/xml/TSaxReader.h"
+#include "import/TLogReader.h"
 #include "import/xml/TSysmonEventReader.h"
 #include "store/Schema.h"
 #include "store/TMainDataModule.h"
@@ -178,7 +178,7 @@ std::int64_t nextMasterKey(sql::Database& db) {
 
 } // namespace
 
-TImportPipeline::TImportPipeline(TMainDataModule& data, TSaxReader& reader, ImportReport& report,
+TImportPipeline::TImportPipeline(TMainDataModule& data, TLogReader& reader, ImportReport& report,
                                  TIPGeolocator* geolocator)
     : m_data(data), m_reader(reader), m_report(report), m_geolocator(geolocator) {}
 
@@ -197,9 +197,8 @@ bool TImportPipeline::run(const std::string& path, const std::function<void(std:
             TEventMapper mapper(datasets, m_report, m_geolocator);
             TSysmonEventReader events(mapper, m_report);
             events.setAfterEvent([&] { recorder.endEvent(); });
-            TSysmonElementFilter filter(events);
             try {
-                result = m_reader.parseFile(path, filter);
+                result = m_reader.read(path, events);
             } catch (...) {
                 error = std::current_exception();
             }

@@ -53,7 +53,8 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
     if (!connectDatabase())
         return;
     const QString fileName =
-        MessageService::openFileName(this, "Import Sysmon XML Events", QString(), "XML Files (*.xml)");
+        MessageService::openFileName(this, "Import Sysmon XML Events", QString(),
+                                     "Sysmon logs (*.xml *.evtx);;XML Files (*.xml);;Event logs (*.evtx)");
     if (fileName.isEmpty())
         return;
 
