@@ -56,30 +56,32 @@ void BinXmlWalker::setChunk(const std::uint8_t* data, std::uint32_t size) {
     for (const std::uint32_t offset : m_kindsSet)
         m_kinds[offset] = 0xFF;
     m_kindsSet.clear();
+    m_chunkSteps = 0;
 }
 
-void BinXmlWalker::fail(const char* what) {
+[[gnu::noinline, gnu::cold]] void BinXmlWalker::fail(const char* what) {
     throw DamagedRecord(what);
 }
 
-void BinXmlWalker::need(std::uint32_t pos, std::uint64_t bytes, std::uint32_t end) const {
+[[gnu::always_inline]] inline void BinXmlWalker::need(std::uint32_t pos, std::uint64_t bytes,
+                                                      std::uint32_t end) const {
     if (pos > end || bytes > end - pos)
         fail("binary XML runs past its end");
 }
 
-std::uint8_t BinXmlWalker::u8(std::uint32_t& pos, std::uint32_t end) {
+[[gnu::always_inline]] inline std::uint8_t BinXmlWalker::u8(std::uint32_t& pos, std::uint32_t end) {
     need(pos, 1, end);
     return m_data[pos++];
 }
 
-std::uint16_t BinXmlWalker::u16(std::uint32_t& pos, std::uint32_t end) {
+[[gnu::always_inline]] inline std::uint16_t BinXmlWalker::u16(std::uint32_t& pos, std::uint32_t end) {
     need(pos, 2, end);
     const std::uint16_t v = static_cast<std::uint16_t>(m_data[pos] | (m_data[pos + 1] << 8));
     pos += 2;
     return v;
 }
 
-std::uint32_t BinXmlWalker::u32(std::uint32_t& pos, std::uint32_t end) {
+[[gnu::always_inline]] inline std::uint32_t BinXmlWalker::u32(std::uint32_t& pos, std::uint32_t end) {
     need(pos, 4, end);
     std::uint32_t v;
     std::memcpy(&v, m_data + pos, 4);
@@ -87,8 +89,10 @@ std::uint32_t BinXmlWalker::u32(std::uint32_t& pos, std::uint32_t end) {
     return v;
 }
 
-void BinXmlWalker::step() {
-    if (++m_steps > kMaxStepsPerRecord)
+[[gnu::always_inline]] inline void BinXmlWalker::step(std::uint32_t steps) {
+    m_steps += steps;
+    m_chunkSteps += steps;
+    if (m_steps > kMaxStepsPerRecord || m_chunkSteps > kMaxStepsPerChunk)
         fail("binary XML expands beyond reason");
 }
 
@@ -280,6 +284,7 @@ std::uint32_t BinXmlWalker::attributeValue(std::uint32_t pos, std::uint32_t end,
             if (value.type == Null) {
                 dropped = dropped || token == OptionalSubstitution;
             } else if (into) {
+                step(value.size / 8);
                 if (value.type & ArrayFlag)
                     appendArray(value, NameKind::Other, into);
                 else if (value.type != BinXml &&
@@ -311,16 +316,20 @@ std::uint32_t BinXmlWalker::content(std::uint32_t pos, std::uint32_t end, const 
             u8(pos, end);
             const std::uint16_t count = u16(pos, end);
             need(pos, 2ull * count, end);
-            if (m_filter.wantsText())
+            if (m_filter.wantsText()) {
+                step(count / 4u);
                 appendUtf16(m_filter.text(), m_data + pos, count);
+            }
             pos += 2u * count;
             break;
         }
         case CDataSection: {
             const std::uint16_t count = u16(pos, end);
             need(pos, 2ull * count, end);
-            if (m_filter.wantsText())
+            if (m_filter.wantsText()) {
+                step(count / 4u);
                 appendUtf16(m_filter.text(), m_data + pos, count);
+            }
             pos += 2u * count;
             break;
         }
@@ -377,8 +386,10 @@ void BinXmlWalker::substitution(const Scope& scope, std::uint16_t index, bool /*
         appendArray(value, kind, nullptr);
         return;
     }
-    if (m_filter.wantsText() &&
-        !appendValueText(m_filter.text(), value.type, m_data + value.offset, value.size))
+    if (!m_filter.wantsText())
+        return;
+    step(value.size / 8);
+    if (!appendValueText(m_filter.text(), value.type, m_data + value.offset, value.size))
         fail("value does not fit its type");
 }
 
@@ -388,7 +399,7 @@ void BinXmlWalker::appendArray(const Value& value, NameKind kind, std::string* a
     const std::uint8_t* p = m_data + value.offset;
     bool first = true;
     const auto item = [&](const std::uint8_t* at, std::size_t size) {
-        step();
+        step(1 + static_cast<std::uint32_t>(size / 8));
         if (!first) {
             if (attribute)
                 *attribute += ' ';

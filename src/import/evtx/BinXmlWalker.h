@@ -28,7 +28,11 @@ public:
     void record(std::uint32_t begin, std::uint32_t end);
 
     static constexpr int kMaxDepth = 48;
+    // Work allowed per record and per chunk. A step is a token, or 8 bytes of text rendered; a Sysmon record
+    // takes a few hundred, so only a hostile one (templates instantiated within themselves, a large value
+    // substituted thousands of times) reaches the limit, and then it fails instead of eating time and memory.
     static constexpr std::uint32_t kMaxStepsPerRecord = 200000;
+    static constexpr std::uint32_t kMaxStepsPerChunk = 2000000;
 
 private:
     struct Value {
@@ -59,13 +63,14 @@ private:
     std::uint8_t u8(std::uint32_t& pos, std::uint32_t end);
     std::uint16_t u16(std::uint32_t& pos, std::uint32_t end);
     std::uint32_t u32(std::uint32_t& pos, std::uint32_t end);
-    void step();
+    void step(std::uint32_t steps = 1);
     [[noreturn]] static void fail(const char* what);
 
     SysmonItemFilter& m_filter;
     const std::uint8_t* m_data = nullptr;
     std::uint32_t m_size = 0;
     std::uint32_t m_steps = 0;
+    std::uint32_t m_chunkSteps = 0;
     std::vector<Value> m_values;
     // Name kinds by chunk offset (0xFF: not looked at yet), and the offsets to reset for the next chunk.
     std::vector<std::uint8_t> m_kinds;

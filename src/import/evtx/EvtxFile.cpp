@@ -74,7 +74,7 @@ std::size_t EvtxFile::readAt(std::int64_t offset, std::uint8_t* into, std::size_
 }
 
 bool EvtxFile::probe(std::int64_t offset, Chunk& chunk, bool requireChecksum) const {
-    std::uint8_t head[kChunkHeaderSize + 16];
+    std::uint8_t head[kChunkHeaderSize + 16] = {};
     if (readAt(offset, head, sizeof head) < kChunkHeaderSize)
         return false;
     const ChunkHeader header = ChunkHeader::read(head, m_checksums);

@@ -126,12 +126,16 @@ void appendSid(std::string& out, const std::uint8_t* p, std::size_t size, bool& 
 } // namespace
 
 void appendUtf16(std::string& out, const std::uint8_t* p, std::size_t units) {
+    // Written straight into the string: no code unit takes more than three bytes of UTF-8.
+    const std::size_t old = out.size();
+    out.resize(old + units * 3);
+    char* w = out.data() + old;
     for (std::size_t i = 0; i < units; ++i) {
         char32_t c = p[2 * i] | (char32_t(p[2 * i + 1]) << 8);
-        if (c == 0)
-            return;
         if (c < 0x80) {
-            out += static_cast<char>(c);
+            if (c == 0)
+                break;
+            *w++ = static_cast<char>(c);
             continue;
         }
         if (c >= 0xD800 && c <= 0xDBFF && i + 1 < units) {
@@ -143,8 +147,21 @@ void appendUtf16(std::string& out, const std::uint8_t* p, std::size_t units) {
         }
         if (c >= 0xD800 && c <= 0xDFFF)
             c = 0xFFFD;
-        appendUtf8(out, c);
+        if (c < 0x800) {
+            *w++ = static_cast<char>(0xC0 | (c >> 6));
+            *w++ = static_cast<char>(0x80 | (c & 0x3F));
+        } else if (c < 0x10000) {
+            *w++ = static_cast<char>(0xE0 | (c >> 12));
+            *w++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            *w++ = static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            *w++ = static_cast<char>(0xF0 | (c >> 18));
+            *w++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+            *w++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            *w++ = static_cast<char>(0x80 | (c & 0x3F));
+        }
     }
+    out.resize(static_cast<std::size_t>(w - out.data()));
 }
 
 std::size_t fixedValueSize(std::uint8_t type) {

@@ -57,25 +57,23 @@ void SysmonItemFilter::flush() {
     if (m_text.empty())
         return;
     const std::string_view text = trimmed(m_text);
-    if (!text.empty()) {
-        switch (m_current) {
-        case NameKind::Channel:
-            m_sysmon = text == kSysmonChannel;
-            break;
-        case NameKind::EventID:
-        case NameKind::Computer:
-        case NameKind::Data:
-            m_value.assign(text);
-            clearTextInPlace(m_value);
-            m_out->add(m_current == NameKind::EventID    ? ChunkEvents::Kind::EventId
-                       : m_current == NameKind::Computer ? ChunkEvents::Kind::Computer
-                                                         : ChunkEvents::Kind::Data,
-                       m_value, m_key);
-            break;
-        default:
-            break;
-        }
+    if (text.empty() || m_current == NameKind::Other) {
+        m_text.clear();
+        return;
     }
+    if (m_current == NameKind::Channel) {
+        m_sysmon = text == kSysmonChannel;
+        m_text.clear();
+        return;
+    }
+    const std::size_t begin = static_cast<std::size_t>(text.data() - m_text.data());
+    m_text.resize(begin + text.size());
+    m_text.erase(0, begin);
+    clearTextInPlace(m_text);
+    m_out->add(m_current == NameKind::EventID    ? ChunkEvents::Kind::EventId
+               : m_current == NameKind::Computer ? ChunkEvents::Kind::Computer
+                                                 : ChunkEvents::Kind::Data,
+               m_text, m_key);
     m_text.clear();
 }
 

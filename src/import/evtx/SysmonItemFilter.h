@@ -50,7 +50,6 @@ private:
     bool m_sysmon = false;
     std::string m_key;
     std::string m_text;
-    std::string m_value;
 };
 
 } // namespace kelvane::evtx
