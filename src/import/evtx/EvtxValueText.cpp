@@ -1,11 +1,15 @@
 #include "import/evtx/EvtxValueText.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cstring>
 
 namespace kelvane::evtx {
 namespace {
+
+// Values are read by copying their little-endian bytes into integers.
+static_assert(std::endian::native == std::endian::little);
 
 std::uint64_t readLe(const std::uint8_t* p, std::size_t n) {
     std::uint64_t v = 0;
@@ -131,6 +135,22 @@ void appendUtf16(std::string& out, const std::uint8_t* p, std::size_t units) {
     out.resize(old + units * 3);
     char* w = out.data() + old;
     for (std::size_t i = 0; i < units; ++i) {
+        // Four ASCII characters at a time, the common case: every unit below 0x80 and none zero.
+        while (i + 4 <= units) {
+            std::uint64_t v;
+            std::memcpy(&v, p + 2 * i, 8);
+            if ((v & 0xFF80FF80FF80FF80ull) != 0 ||
+                ((v + 0x7FFF7FFF7FFF7FFFull) & 0x8000800080008000ull) != 0x8000800080008000ull)
+                break;
+            w[0] = static_cast<char>(v);
+            w[1] = static_cast<char>(v >> 16);
+            w[2] = static_cast<char>(v >> 32);
+            w[3] = static_cast<char>(v >> 48);
+            w += 4;
+            i += 4;
+        }
+        if (i >= units)
+            break;
         char32_t c = p[2 * i] | (char32_t(p[2 * i + 1]) << 8);
         if (c < 0x80) {
             if (c == 0)
