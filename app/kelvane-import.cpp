@@ -1,4 +1,4 @@
-// Headless importer: runs the import of one Sysmon XML log into a new database, for scripts,
+// Headless importer: runs the import of one Sysmon log (XML or .evtx) into a new database, for scripts,
 // benchmarks and tests. Prints the dialog's label (and status line), exits with the modal result
 // (0 for ok, 3 for abort).
 #include "import/TImportController.h"
@@ -27,6 +27,9 @@ int finish(const ImportReport& report) {
         if (!report.labelMessage().startsWith("Error: "))
             for (const QString& line : report.errorMessage())
                 std::fprintf(stderr, "Error: %s\n", qPrintable(line));
+        if (report.recordsSkipped() > 0)
+            std::fprintf(stderr, "%lld damaged records were skipped\n",
+                         static_cast<long long>(report.recordsSkipped()));
         if (report.dateFailures() > 0)
             std::fprintf(stderr, "%d time stamps could not be read and were stored as 1899-12-30\n",
                          report.dateFailures());
@@ -68,7 +71,8 @@ int main(int argc, char* argv[]) {
     QCoreApplication::setApplicationVersion("3.1");
 
     QCommandLineParser parser;
-    parser.setApplicationDescription("Imports a Sysmon XML log into a Kelvane database.");
+    parser.setApplicationDescription(
+        "Imports a Sysmon log (an XML export or an .evtx file) into a Kelvane database.");
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption dbOption("db", "The database file to build.", "PATH");
@@ -89,7 +93,7 @@ int main(int argc, char* argv[]) {
         "fingerprint", "Trust the server certificate with this SHA-256 fingerprint (repeatable).", "SHA256");
     parser.addOptions({dbOption, forceOption, geoOption, hostOption, elasticOption, indexOption, userOption,
                        fingerprintOption});
-    parser.addPositionalArgument("LOG.xml", "The Sysmon XML log to import.");
+    parser.addPositionalArgument("LOG", "The Sysmon log to import: XML or .evtx, told apart by content.");
     parser.process(app);
 
     const QStringList files = parser.positionalArguments();
@@ -97,7 +101,7 @@ int main(int argc, char* argv[]) {
     if (!parser.isSet(dbOption) ||
         (fromServer ? !files.isEmpty() || !parser.isSet(indexOption) : files.size() != 1)) {
         std::fprintf(stderr,
-                     "usage: kelvane-import [--geolocate] [--force] --db PATH LOG.xml\n"
+                     "usage: kelvane-import [--geolocate] [--force] --db PATH LOG\n"
                      "       kelvane-import --elastic URL --index NAME [--index NAME...] [--user USER]\n"
                      "                      [--fingerprint SHA256] [--geolocate] [--force] --db PATH\n");
         return 2;

@@ -73,6 +73,8 @@ void ImportReport::finished(qint64 eventsCount) {
             return;
         m_modalResult = Ok;
         m_label = QString("Done! Imported %1 Events").arg(eventsCount);
+        if (const qint64 skipped = m_recordsSkipped.load(); skipped > 0)
+            m_label += QString("\n%1 damaged records were skipped").arg(skipped);
     }
     emit changed();
 }

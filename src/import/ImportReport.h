@@ -27,6 +27,9 @@ public:
     QString labelMessage() const;
     QString statusBarLog() const;
     int dateFailures() const { return m_dateFailures; }
+    // Damaged records of an .evtx file that were left out; the done text says how many.
+    qint64 recordsSkipped() const { return m_recordsSkipped; }
+    void setRecordsSkipped(qint64 count) { m_recordsSkipped = count; }
 
     // A failure of the worker itself: its text joins ErrorMessage, the result becomes abort.
     void workerFailed(const QString& text);
@@ -50,6 +53,7 @@ private:
     QString m_label = kStartText;
     QString m_status;
     std::atomic<int> m_dateFailures{0};
+    std::atomic<qint64> m_recordsSkipped{0};
 };
 
 } // namespace kelvane

@@ -2,7 +2,7 @@
 
 #include "import/TIPGeolocator.h"
 #include "import/TImportPipeline.h"
-#include "import/xml/TSaxReader.h"
+#include "import/TLogReader.h"
 #include "store/Schema.h"
 #include "store/TMainDataModule.h"
 
@@ -16,7 +16,7 @@ TImportController::TImportController(TMainDataModule& data, const QString& ipsta
                                      const QString& ipstackHost, QObject* parent)
     : QObject(parent), m_data(data), m_key(ipstackKey),
       m_host(ipstackHost.isEmpty() ? QString(TIPGeolocator::kDefaultHost) : ipstackHost),
-      m_reader(std::make_unique<TSaxReader>()) {
+      m_reader(std::make_unique<TLogReader>()) {
     const QString trimmedKey = m_key.trimmed();
     m_keySet = !trimmedKey.isEmpty() && trimmedKey != "EMPTY" && ipstackConsent;
 }
@@ -85,6 +85,7 @@ void TImportController::ImportWorker() {
     } catch (const std::exception& e) {
         m_report.workerFailed(QString::fromUtf8(e.what()));
     }
+    m_report.setRecordsSkipped(m_reader->recordsSkipped());
     m_eventsCount.store(pipeline.eventsCount());
     // Every row posted so far goes into the file, whatever the outcome.
     try {

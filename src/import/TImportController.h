@@ -14,10 +14,10 @@ namespace kelvane {
 
 class TIPGeolocator;
 class TMainDataModule;
-class TSaxReader;
+class TLogReader;
 
-// The import of one Sysmon XML file: builds the schema, runs the worker on its own thread and reports
-// the outcome. The import dialog is a thin form over it; the headless importer drives it directly.
+// The import of one Sysmon log file (XML or .evtx): builds the schema, runs the worker on its own thread and
+// reports the outcome. The import dialog is a thin form over it; the headless importer drives it directly.
 class TImportController : public QObject {
     Q_OBJECT
 public:
@@ -72,7 +72,7 @@ private:
     bool m_geolocating = false;
     State m_state = State::Waiting;
     QThread* m_thread = nullptr;
-    std::unique_ptr<TSaxReader> m_reader;
+    std::unique_ptr<TLogReader> m_reader;
     std::unique_ptr<TIPGeolocator> m_geolocator;
     std::atomic<qint64> m_eventsCount{0};
 };

@@ -1,7 +1,7 @@
 #include "import/TImportPipeline.h"
 
 #include "import/TEventMapper.h"
-#include "import/xml/TSaxReader.h"
+#include "import/TLogReader.h"
 #include "import/xml/TSysmonEventReader.h"
 #include "store/Schema.h"
 #include "store/TMainDataModule.h"
@@ -178,7 +178,7 @@ std::int64_t nextMasterKey(sql::Database& db) {
 
 } // namespace
 
-TImportPipeline::TImportPipeline(TMainDataModule& data, TSaxReader& reader, ImportReport& report,
+TImportPipeline::TImportPipeline(TMainDataModule& data, TLogReader& reader, ImportReport& report,
                                  TIPGeolocator* geolocator)
     : m_data(data), m_reader(&reader), m_report(report), m_geolocator(geolocator) {}
 
@@ -192,14 +192,13 @@ bool TImportPipeline::run(const std::string& path, const std::function<void(std:
             TEventMapper mapper(datasets, m_report, m_geolocator);
             TSysmonEventReader events(mapper, m_report);
             events.setAfterEvent(endEvent);
-            TSysmonElementFilter filter(events);
             // The count stands also when the parse fails.
             struct CountOnExit {
                 TSysmonEventReader& events;
                 std::int64_t& count;
                 ~CountOnExit() { count = events.FEventsCount(); }
             } countOnExit{events, m_eventsCount};
-            result = m_reader->parseFile(path, filter);
+            result = m_reader->read(path, events);
         },
         [&] { m_reader->requestStop(); }, afterEvent);
     return result;

@@ -10,7 +10,7 @@ class ImportReport;
 class TDatasetSource;
 class TIPGeolocator;
 class TMainDataModule;
-class TSaxReader;
+class TLogReader;
 
 // Runs one import on two threads. A reading thread parses the log and maps each event to its rows on
 // recording twins of the datasets, which check every row as the real ones would; the calling thread
@@ -18,14 +18,14 @@ class TSaxReader;
 // SQLite, and the database ends up as a single pass would have left it.
 class TImportPipeline {
 public:
-    TImportPipeline(TMainDataModule& data, TSaxReader& reader, ImportReport& report,
+    TImportPipeline(TMainDataModule& data, TLogReader& reader, ImportReport& report,
                     TIPGeolocator* geolocator);
     // For a source of events other than a log file, driven through runProducer.
     TImportPipeline(TMainDataModule& data, ImportReport& report);
 
-    // Parses path and writes its events. afterEvent(n) runs on this thread after the rows of the n-th
-    // event are written. A failure to read the file, a number that is no number in an EventID, and a
-    // failure of the database come out of this call, after every row before them was written.
+    // Reads the log at path (XML or .evtx) and writes its events. afterEvent(n) runs on this thread after the
+    // rows of the n-th event are written. A failure to read the file, a number that is no number in an
+    // EventID, and a failure of the database come out of this call, after every row before them was written.
     // Returns the reader's result (false when the file is not well formed).
     bool run(const std::string& path, const std::function<void(std::int64_t events)>& afterEvent);
 
@@ -44,7 +44,7 @@ public:
 
 private:
     TMainDataModule& m_data;
-    TSaxReader* m_reader = nullptr;
+    TLogReader* m_reader = nullptr;
     ImportReport& m_report;
     TIPGeolocator* m_geolocator;
     std::int64_t m_eventsCount = 0;

@@ -103,8 +103,8 @@ std::optional<std::int64_t> parseSigned64(std::string_view text) {
     if (!hex && *digits > (negative ? std::uint64_t(1) << 63
                                     : std::uint64_t(std::numeric_limits<std::int64_t>::max())))
         return std::nullopt;
-    const auto value = static_cast<std::int64_t>(*digits);
-    return negative ? -value : value;
+    // Negated while unsigned: the smallest 64-bit number has no positive counterpart to negate.
+    return static_cast<std::int64_t>(negative ? 0 - *digits : *digits);
 }
 
 std::int32_t StrToInt(std::string_view text) {

@@ -60,7 +60,8 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
     if (!replaceDatabase())
         return;
     const QString fileName =
-        MessageService::openFileName(this, "Import Sysmon XML Events", QString(), "XML Files (*.xml)");
+        MessageService::openFileName(this, "Import Sysmon XML Events", QString(),
+                                     "Sysmon logs (*.xml *.evtx);;XML Files (*.xml);;Event logs (*.evtx)");
     if (fileName.isEmpty())
         return;
 

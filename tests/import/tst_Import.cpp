@@ -370,6 +370,31 @@ private slots:
                    .raw("<Event><System><EventID>1a</EventID></System></Event>")
                    .utf8()
             << "'1a' is not a valid integer value" << 1;
+        // Its magnitude has no positive 64-bit counterpart: the conversion must refuse it, not negate it.
+        QTest::newRow("smallest 64-bit event id")
+            << SysmonLogBuilder()
+                   .event(5, item)
+                   .raw("<Event><System><EventID>-9223372036854775808</EventID></System></Event>")
+                   .utf8()
+            << "'-9223372036854775808' is not a valid integer value" << 1;
+    }
+
+    void manyDistinctItems() {
+        // A hostile event with 100,000 items of distinct names: each must not be looked up among all the
+        // ones before it (minutes of reading). The bound is far above the time it takes.
+        Items items{{"UtcTime", "2020-01-01 00:00:00.000"}, {"ProcessGuid", "{P}"}};
+        for (int i = 0; i < 100000; ++i)
+            items.append(qMakePair(QString("Item%1").arg(i), QString::number(i)));
+        items.append(qMakePair(QString("Item99999"), QString("late")));
+        items.append(qMakePair(QString("Image"), QString("C:\\x.exe")));
+        const QByteArray log = SysmonLogBuilder().event(5, items).utf8();
+        QElapsedTimer timer;
+        timer.start();
+        import(log);
+        QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed()) + " ms"));
+        QCOMPARE(modalResult(), 1);
+        QCOMPARE(m_import->report().statusBarLog(), QString("Seems like import was not fully succesful!"));
+        QCOMPARE(rows("SELECT ProcessGuid, Image FROM ProcessTerminated"), QStringList{"{P}|C:\\x.exe"});
     }
 
     void workerFailures() {

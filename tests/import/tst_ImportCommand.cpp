@@ -1,4 +1,5 @@
 // The headless importer as a script uses it: its exit codes, its words, and its care for existing files.
+#include "EvtxLogBuilder.h"
 #include "SysmonLogBuilder.h"
 
 #include <QProcess>
@@ -49,6 +50,24 @@ private slots:
         const Run r = run({"--db", file + ".db", file});
         QCOMPARE(r.exitCode, exitCode);
         QCOMPARE(r.out, out);
+    }
+
+    void evtxByContentWithSkippedRecords() {
+        using V = EvtxLogBuilder;
+        const V::Items item{{"UtcTime", V::string("2024-01-01 00:00:00.000")},
+                            {"ProcessGuid", V::string("{P}")}};
+        EvtxLogBuilder evtx;
+        evtx.event(5, item).event(5, item).event(5, item);
+        QByteArray bytes = evtx.bytes();
+        bytes[evtx.recordOffsets()[1]] = 'X'; // no record signature
+        const QString path = m_dir.filePath("named-like-xml.xml");
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+        file.close();
+        const Run r = run({"--db", path + ".db", path});
+        QCOMPARE(r.exitCode, 0);
+        QCOMPARE(r.out, QString("Done! Imported 2 Events\n1 damaged records were skipped\n"));
     }
 
     void missingLogIsAnError() {

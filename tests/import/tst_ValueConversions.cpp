@@ -27,6 +27,9 @@ private slots:
         QTest::newRow("trailing junk") << "12ab" << false << 0 << false << 0LL;
         QTest::newRow("surrounding blanks") << " 42 " << true << 42 << true << 42LL;
         QTest::newRow("overflow") << "99999999999999999999" << false << 0 << false << 0LL;
+        QTest::newRow("smallest 64-bit")
+            << "-9223372036854775808" << false << 0 << true << std::numeric_limits<qlonglong>::min();
+        QTest::newRow("below the smallest") << "-9223372036854775809" << false << 0 << false << 0LL;
     }
     void integers() {
         QFETCH(QString, text);

@@ -1,0 +1,178 @@
+// The whole import from an .evtx file against the import of the same events as XML: the databases must be
+// identical, table by table and row by row.
+#include "EvtxLogBuilder.h"
+#include "SysmonLogBuilder.h"
+#include "import/TImportController.h"
+#include "store/TMainDataModule.h"
+#include "store/TQuery.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace kelvane;
+using V = EvtxLogBuilder;
+
+namespace {
+
+struct Item {
+    QString name;
+    V::Value value;
+    QString text; // as a Windows export writes it
+};
+
+// A day of one machine in a few events of the busiest kinds, with the value types Sysmon gives them.
+void sysmonDay(EvtxLogBuilder& evtx, SysmonLogBuilder& xml) {
+    const auto add = [&](int id, const QList<Item>& items) {
+        EvtxLogBuilder::Items e;
+        SysmonLogBuilder::Items x;
+        for (const Item& item : items) {
+            e << qMakePair(item.name, item.value);
+            x << qMakePair(item.name, item.text);
+        }
+        evtx.event(id, e, "PC01.example.corp");
+        xml.event(id, x, "PC01.example.corp");
+    };
+    const auto s = [](const QString& name, const QString& text) { return Item{name, V::string(text), text}; };
+    const Item guid{"ProcessGuid", V::guid("{365ABB72-D695-5C67-0000-00103C3E0100}"),
+                    "{365ABB72-D695-5C67-0000-00103C3E0100}"};
+    const Item pid{"ProcessId", V::u32(1608), "1608"};
+    const Item image = s("Image", "C:\\Windows\\System32\\svchost.exe");
+    add(1, {s("RuleName", ""),
+            s("UtcTime", "2019-02-16 10:01:45.887"),
+            guid,
+            pid,
+            image,
+            s("CommandLine", "\"C:\\Windows\\system32\\svchost.exe\" -k netsvcs\r\n-p"),
+            s("User", "NT AUTHORITY\\SYSTEM"),
+            {"LogonGuid", V::guid("{365ABB72-0000-0000-0000-0020E7030000}"),
+             "{365ABB72-0000-0000-0000-0020E7030000}"},
+            {"LogonId", V::hex64(0x3e7), "0x3e7"},
+            {"TerminalSessionId", V::u32(0), "0"},
+            s("IntegrityLevel", "System"),
+            s("Hashes", "SHA1=AB,MD5=CD,SHA256=EF,IMPHASH=01"),
+            {"ParentProcessGuid", V::guid("{365abb72-0000-0000-0000-000000000001}"),
+             "{365ABB72-0000-0000-0000-000000000001}"},
+            {"ParentProcessId", V::u32(4), "4"},
+            s("ParentImage", "C:\\Windows\\System32\\services.exe")});
+    add(3, {s("UtcTime", "2019-02-16 10:01:46.100"),
+            guid,
+            pid,
+            image,
+            s("Protocol", "tcp"),
+            {"Initiated", V::boolean(1), "true"},
+            {"SourceIsIpv6", V::boolean(0), "false"},
+            s("SourceIp", "10.0.2.16"),
+            s("SourceHostname", "PC01.example.corp"),
+            {"SourcePort", V::u16(57182), "57182"},
+            s("SourcePortName", ""),
+            {"DestinationIsIpv6", V::boolean(0), "false"},
+            s("DestinationIp", "93.184.216.34"),
+            s("DestinationHostname", ""),
+            {"DestinationPort", V::u16(443), "443"},
+            s("DestinationPortName", "https")});
+    add(10, {s("UtcTime", "2019-02-16 10:01:47.000"),
+             {"SourceProcessGUID", V::guid("{365ABB72-D695-5C67-0000-00103C3E0100}"),
+              "{365ABB72-D695-5C67-0000-00103C3E0100}"},
+             {"SourceProcessId", V::u32(1608), "1608"},
+             {"SourceThreadId", V::u32(77), "77"},
+             s("SourceImage", "C:\\a.exe"),
+             {"TargetProcessGUID", V::guid("{365ABB72-D695-5C67-0000-0010AAAAAAAA}"),
+              "{365ABB72-D695-5C67-0000-0010AAAAAAAA}"},
+             {"TargetProcessId", V::u32(620), "620"},
+             s("TargetImage", "C:\\Windows\\system32\\lsass.exe"),
+             {"GrantedAccess", V::hex32(0x1410), "0x1410"},
+             s("CallTrace", "C:\\Windows\\SYSTEM32\\ntdll.dll+a5314|UNKNOWN(0)")});
+    add(13, {s("EventType", "SetValue"), s("UtcTime", "2019-02-16 10:01:48.000"), guid, pid, image,
+             s("TargetObject", "HKLM\\System\\CurrentControlSet\\Services\\x\\Start"),
+             s("Details", "DWORD (0x00000002)")});
+    add(22, {s("UtcTime", "2019-02-16 10:01:49.000"), guid, pid, s("QueryName", "example.com"),
+             s("QueryStatus", "0"), s("QueryResults", "type:  5 example.net;::ffff:93.184.216.34;"), image});
+    add(4, {s("UtcTime", "2019-02-16 10:01:50.000"), s("State", "Started")});
+    add(5, {s("UtcTime", "2019-02-16 10:01:51.000"), guid, pid, image});
+}
+
+QStringList dump(TMainDataModule& data) {
+    QStringList out;
+    TQuery tables("tables", "SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name");
+    tables.open(data.connection());
+    QStringList names;
+    for (; !tables.eof(); tables.next())
+        names << tables.text(0);
+    for (const QString& table : names) {
+        TQuery rows("rows", ("SELECT * FROM \"" + table + "\" ORDER BY rowid").toStdString());
+        rows.open(data.connection());
+        for (; !rows.eof(); rows.next()) {
+            QStringList cells{table};
+            for (int i = 0; i < rows.fieldCount(); ++i)
+                cells << (rows.value(i).isNull() ? QString("<null>") : rows.text(i));
+            out << cells.join('|');
+        }
+    }
+    return out;
+}
+
+} // namespace
+
+class TestEvtxImport : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    int m_counter = 0;
+
+    struct Outcome {
+        QStringList rows;
+        QString label;
+        int result;
+    };
+    Outcome import(const QString& log) {
+        TMainDataModule data;
+        data.setDatabasePath(m_dir.filePath(QString("db%1").arg(++m_counter)));
+        data.OpenDatabase();
+        TImportController import(data, "EMPTY", false);
+        import.FileName = log;
+        import.ButtonImportClick();
+        import.waitForEnd();
+        data.OpenDatabase();
+        return {dump(data), import.report().labelMessage(), import.report().modalResult()};
+    }
+
+private slots:
+    void sameDatabaseAsFromXml() {
+        EvtxLogBuilder evtx;
+        SysmonLogBuilder xml;
+        for (int day = 0; day < 40; ++day)
+            sysmonDay(evtx, xml);
+        QVERIFY(evtx.chunkOffsets().size() > 1);
+        // Told apart by content: neither file's name says what it is.
+        const QString evtxPath = m_dir.filePath("events.log");
+        const QString xmlPath = m_dir.filePath("events.dat");
+        QVERIFY(evtx.write(evtxPath));
+        QVERIFY(xml.write(xmlPath));
+        const Outcome fromXml = import(xmlPath);
+        const Outcome fromEvtx = import(evtxPath);
+        QCOMPARE(fromXml.label, QString("Done! Imported 280 Events"));
+        QCOMPARE(fromEvtx.label, fromXml.label);
+        QCOMPARE(fromEvtx.result, 1);
+        QCOMPARE(fromEvtx.rows.size(), fromXml.rows.size());
+        QCOMPARE(fromEvtx.rows, fromXml.rows);
+    }
+
+    void skippedRecordsAreReported() {
+        EvtxLogBuilder evtx;
+        SysmonLogBuilder xml;
+        sysmonDay(evtx, xml);
+        QByteArray bytes = evtx.bytes();
+        bytes[evtx.recordOffsets()[2] + 4] = '\x07'; // a record length that is no record's
+        const QString path = m_dir.filePath("damaged.evtx");
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+        file.close();
+        const Outcome outcome = import(path);
+        QCOMPARE(outcome.result, 1);
+        QCOMPARE(outcome.label, QString("Done! Imported 6 Events\n1 damaged records were skipped"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestEvtxImport)
+#include "tst_EvtxImport.moc"
