@@ -16,6 +16,9 @@ Database::Database(const std::string& path) {
         throw Error("unable to open database file '" + path + "': " + text, rc);
     }
     sqlite3_extended_result_codes(db, 1);
+    // The all-events view reads on connections of its own; a write that meets one of its reads waits for
+    // it to end instead of failing with "database is locked".
+    sqlite3_busy_timeout(db, 10000);
 }
 
 void Database::exec(const std::string& sql) {
