@@ -1,5 +1,6 @@
 #include "views/TMainForm.h"
 
+#include "output/gui/ExportFlows.h"
 #include "settings/TPreferencesForm.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/Icons.h"
@@ -68,7 +69,9 @@ QString TMainForm::defaultDatabasePath() {
 
 TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget* parent)
     : QMainWindow(parent), m_data(data),
-      m_databasePath(databasePath.isEmpty() ? defaultDatabasePath() : databasePath) {
+      m_databasePath(databasePath.isEmpty() ? defaultDatabasePath() : databasePath),
+      scSaveDialogExportToBMP(output::bitmapSaveDialog()), scSaveDialogExportToHTML(output::htmlSaveDialog()),
+      scSaveDialogExportToXLSX(output::xlsxSaveDialog()), scSaveDialogExportToPDF(output::pdfSaveDialog()) {
     setObjectName("MainForm");
     setWindowTitle("Kelvane");
     QFont font("Tahoma");

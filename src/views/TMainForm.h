@@ -1,5 +1,7 @@
 #pragma once
 
+#include "toolkit/MessageService.h"
+
 #include <QMainWindow>
 #include <QStringList>
 
@@ -102,6 +104,12 @@ private:
     bool FDataLoaded = false;
     QStringList FSelectedSessions;
     ui::TDiagramNode* TopNode = nullptr;
+
+    // The save dialogs of the exports.
+    ui::MessageService::SaveDialog scSaveDialogExportToBMP;
+    ui::MessageService::SaveDialog scSaveDialogExportToHTML;
+    ui::MessageService::SaveDialog scSaveDialogExportToXLSX;
+    ui::MessageService::SaveDialog scSaveDialogExportToPDF;
 
     QTabWidget* PageControlMain = nullptr;
     QWidget* TabSheetImages = nullptr;

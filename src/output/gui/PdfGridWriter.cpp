@@ -1,0 +1,196 @@
+#include "output/gui/PdfReport.h"
+
+#include <QFontMetricsF>
+
+#include <algorithm>
+#include <cmath>
+
+namespace kelvane::output {
+namespace {
+
+constexpr int kSampleRows = 200;      // rows that size the columns
+constexpr qreal kMaxColumnInch = 3.0; // a long command line does not shrink the others to nothing
+const QColor kHeaderFill(0x2B, 0x30, 0x38);
+const QColor kHeaderText(0xF0, 0xF0, 0xF0);
+const QColor kStripe(0xF4, 0xF6, 0xF8);
+const QColor kGroupFill(0xDD, 0xE3, 0xEA);
+const QColor kRule(0xD0, 0xD4, 0xDA);
+
+} // namespace
+
+PdfGridWriter::PdfGridWriter(PdfReport& report, const QString& heading)
+    : m_report(report), m_heading(heading), m_headingDrawn(heading.isEmpty()) {
+    m_font = QFont("Tahoma");
+    m_font.setPointSizeF(8);
+    m_boldFont = m_font;
+    m_boldFont.setBold(true);
+}
+
+void PdfGridWriter::begin(const GridDescription& grid) {
+    for (const GridColumn& column : grid.columns)
+        m_captions << column.caption;
+}
+
+void PdfGridWriter::group(int level, const GridColumn& column, const Cell& value) {
+    Line line;
+    line.cells << column.caption + " : " + value.display();
+    line.groupLevel = level;
+    add(std::move(line));
+}
+
+void PdfGridWriter::row(std::span<const Cell> cells) {
+    Line line;
+    line.cells.reserve(qsizetype(cells.size()));
+    line.right.reserve(cells.size());
+    for (const Cell& cell : cells) {
+        line.cells << cell.display();
+        line.right.push_back(cell.kind == Cell::Kind::Integer || cell.kind == Cell::Kind::Real);
+    }
+    add(std::move(line));
+}
+
+void PdfGridWriter::add(Line line) {
+    m_pending.push_back(std::move(line));
+    if (!m_laidOut) {
+        if (m_pending.size() < size_t(kSampleRows))
+            return;
+        layOut();
+    }
+    while (m_pending.size() > size_t(rowsOnThisPage()))
+        drawPage();
+}
+
+void PdfGridWriter::finish() {
+    if (!m_laidOut)
+        layOut();
+    do
+        drawPage();
+    while (!m_pending.empty());
+}
+
+void PdfGridWriter::layOut() {
+    QPainter& painter = m_report.painter();
+    const QFontMetricsF metrics(m_font, painter.device());
+    const QFontMetricsF bold(m_boldFont, painter.device());
+    m_padding = m_report.pointsToDevice(3);
+    m_maxCharWidth = metrics.maxWidth();
+    const qreal cap = m_report.pointsToDevice(72 * kMaxColumnInch);
+    m_widths.assign(size_t(m_captions.size()), 0);
+    for (qsizetype c = 0; c < m_captions.size(); ++c)
+        m_widths[size_t(c)] = bold.horizontalAdvance(m_captions.at(c));
+    for (const Line& line : m_pending)
+        if (line.groupLevel < 0)
+            for (qsizetype c = 0; c < line.cells.size() && c < m_captions.size(); ++c)
+                m_widths[size_t(c)] =
+                    std::max(m_widths[size_t(c)], metrics.horizontalAdvance(line.cells.at(c)));
+    qreal total = 0;
+    for (qreal& width : m_widths) {
+        width = std::min(cap, width + 2 * m_padding + 1);
+        total += width;
+    }
+    // Shrunk to the page's width, never enlarged.
+    const QRectF area = m_report.area();
+    m_scale = total > area.width() ? area.width() / total : 1.0;
+    m_rowHeight = std::ceil(metrics.lineSpacing() * 1.4);
+    QFont headingFont = m_boldFont;
+    headingFont.setPointSizeF(12);
+    m_headingHeight = QFontMetricsF(headingFont, painter.device()).lineSpacing() * 2;
+    m_laidOut = true;
+}
+
+int PdfGridWriter::rowsOnThisPage() const {
+    const qreal height = m_report.area().height() / m_scale;
+    const qreal heading = m_headingDrawn ? 0 : m_headingHeight;
+    return std::max(1, int((height - heading - m_rowHeight) / m_rowHeight));
+}
+
+void PdfGridWriter::drawCell(const QString& text, qreal x, qreal y, qreal width, bool right,
+                             const QFontMetricsF& metrics) {
+    if (text.isEmpty())
+        return;
+    QPainter& painter = m_report.painter();
+    const qreal room = width - 2 * m_padding;
+    QString shown = text;
+    qreal advance = -1;
+    // Measured only when it might not fit: most cells are short.
+    if (right || text.size() * m_maxCharWidth > room) {
+        advance = metrics.horizontalAdvance(text);
+        if (advance > room) {
+            shown = metrics.elidedText(text, Qt::ElideRight, room);
+            advance = metrics.horizontalAdvance(shown);
+        }
+    }
+    const qreal baseline = y + (m_rowHeight + metrics.ascent() - metrics.descent()) / 2;
+    painter.drawText(QPointF(right ? x + width - m_padding - advance : x + m_padding, baseline), shown);
+}
+
+void PdfGridWriter::drawPage() {
+    if (m_report.pageUsed())
+        m_report.newPage();
+    QPainter& painter = m_report.painter();
+    const QRectF area = m_report.area();
+    const size_t count = std::min(m_pending.size(), size_t(rowsOnThisPage()));
+    qreal tableWidth = 0;
+    for (qreal w : m_widths)
+        tableWidth += w;
+    const qreal heading = m_headingDrawn ? 0 : m_headingHeight;
+    const qreal blockHeight = heading + m_rowHeight * qreal(count + 1);
+    // Centred on the page, across and down, in the shrunk coordinates.
+    const qreal pageWidth = area.width() / m_scale;
+    const qreal pageHeight = area.height() / m_scale;
+    const qreal x0 = std::max<qreal>(0, (pageWidth - tableWidth) / 2);
+    qreal y = std::max<qreal>(0, (pageHeight - blockHeight) / 2);
+
+    painter.save();
+    painter.scale(m_scale, m_scale);
+    if (!m_headingDrawn) {
+        QFont headingFont = m_boldFont;
+        headingFont.setPointSizeF(12);
+        painter.setFont(headingFont);
+        painter.setPen(Qt::black);
+        painter.drawText(QRectF(x0, y, tableWidth, m_headingHeight / 2), Qt::AlignLeft | Qt::AlignVCenter,
+                         m_heading);
+        y += m_headingHeight;
+        m_headingDrawn = true;
+    }
+    // The header row, dark as the grid's.
+    const QFontMetricsF bold(m_boldFont, painter.device());
+    painter.fillRect(QRectF(x0, y, tableWidth, m_rowHeight), kHeaderFill);
+    painter.setFont(m_boldFont);
+    painter.setPen(kHeaderText);
+    qreal x = x0;
+    for (qsizetype c = 0; c < m_captions.size(); ++c) {
+        drawCell(m_captions.at(c), x, y, m_widths[size_t(c)], false, bold);
+        x += m_widths[size_t(c)];
+    }
+    y += m_rowHeight;
+
+    const QFontMetricsF metrics(m_font, painter.device());
+    for (size_t r = 0; r < count; ++r, y += m_rowHeight) {
+        const Line& line = m_pending[r];
+        if (line.groupLevel >= 0) {
+            painter.fillRect(QRectF(x0, y, tableWidth, m_rowHeight), kGroupFill);
+            painter.setFont(m_boldFont);
+            painter.setPen(Qt::black);
+            const qreal indent = m_report.pointsToDevice(12) * line.groupLevel;
+            drawCell(line.cells.value(0), x0 + indent, y, tableWidth - indent, false, bold);
+            continue;
+        }
+        if (r % 2 == 1)
+            painter.fillRect(QRectF(x0, y, tableWidth, m_rowHeight), kStripe);
+        painter.setFont(m_font);
+        painter.setPen(Qt::black);
+        x = x0;
+        for (qsizetype c = 0; c < line.cells.size() && c < m_captions.size(); ++c) {
+            drawCell(line.cells.at(c), x, y, m_widths[size_t(c)], line.right[size_t(c)], metrics);
+            x += m_widths[size_t(c)];
+        }
+    }
+    painter.setPen(QPen(kRule, 0));
+    painter.drawLine(QPointF(x0, y), QPointF(x0 + tableWidth, y));
+    painter.restore();
+    m_pending.erase(m_pending.begin(), m_pending.begin() + std::ptrdiff_t(count));
+    m_report.markPageUsed();
+}
+
+} // namespace kelvane::output
