@@ -64,7 +64,7 @@ void HtmlGridWriter::appendEscaped(std::string& out, std::string_view text) {
 
 void HtmlGridWriter::begin(const GridDescription& grid) {
     m_columns = static_cast<int>(grid.columns.size());
-    m_line = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>";
+    m_line = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\"/>\n<title>";
     appendQString(m_line, grid.title);
     m_line += "</title>\n";
     m_line += kStyle;

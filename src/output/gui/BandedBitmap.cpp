@@ -18,7 +18,7 @@ constexpr int kTileWidth = 8192;
 } // namespace
 
 void writeDrawingToBitmap(const QString& path, QSize size, const DrawingPainter& paint,
-                          const ExportProgress& progress) {
+                          const ExportProgress& progress, std::int64_t bandBytes) {
     BmpStreamWriter::write(
         path, size.width(), size.height(),
         [&](int top, int rows, std::uint32_t* pixels, std::int64_t bytesPerLine) {
@@ -31,7 +31,7 @@ void writeDrawingToBitmap(const QString& path, QSize size, const DrawingPainter&
                 paint(painter, QRectF(left, top, width, rows));
             }
         },
-        progress);
+        progress, bandBytes);
 }
 
 void writeDiagramToBitmap(const QString& path, ui::TNodeDiagram& diagram, const ExportProgress& progress) {

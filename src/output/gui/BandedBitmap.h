@@ -1,5 +1,6 @@
 #pragma once
 
+#include "output/BmpStreamWriter.h"
 #include "output/ExportErrors.h"
 
 #include <QRectF>
@@ -23,7 +24,8 @@ using DrawingPainter = std::function<void(QPainter& painter, const QRectF& expos
 // bounded whatever its size. Throws ExportError (too large for the format, or the system's reason) or
 // ExportCancelled; no file is left then.
 void writeDrawingToBitmap(const QString& path, QSize size, const DrawingPainter& paint,
-                          const ExportProgress& progress = {});
+                          const ExportProgress& progress = {},
+                          std::int64_t bandBytes = BmpStreamWriter::kDefaultBandBytes);
 
 // The whole diagram at its full size, from the top left, as on screen but for the selection mark.
 void writeDiagramToBitmap(const QString& path, ui::TNodeDiagram& diagram,

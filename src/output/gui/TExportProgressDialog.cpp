@@ -18,7 +18,6 @@ TExportProgressDialog::TExportProgressDialog(QWidget* parent, const QString& fil
     setAutoReset(false);
     setRange(0, 0);
     setValue(0);
-    m_sinceEvents.start();
 }
 
 ExportProgress TExportProgressDialog::progress() {
@@ -27,7 +26,7 @@ ExportProgress TExportProgressDialog::progress() {
 
 bool TExportProgressDialog::report(std::int64_t done, std::int64_t total) {
     // The label and the events cost time; a few times a second is enough to look alive.
-    if (m_sinceEvents.elapsed() < 50 && !wasCanceled())
+    if (m_sinceEvents.isValid() && m_sinceEvents.elapsed() < 50 && !wasCanceled())
         return true;
     m_sinceEvents.restart();
     const QLocale locale;
