@@ -1,6 +1,7 @@
 #include "output/gui/PdfReport.h"
 
 #include <QFontMetricsF>
+#include <QGlyphRun>
 
 #include <algorithm>
 #include <cmath>
@@ -70,19 +71,17 @@ void PdfGridWriter::finish() {
 
 void PdfGridWriter::layOut() {
     QPainter& painter = m_report.painter();
-    const QFontMetricsF metrics(m_font, painter.device());
-    const QFontMetricsF bold(m_boldFont, painter.device());
     m_padding = m_report.pointsToDevice(3);
-    m_maxCharWidth = metrics.maxWidth();
+    m_plain = face(m_font);
+    m_bold = face(m_boldFont);
     const qreal cap = m_report.pointsToDevice(72 * kMaxColumnInch);
     m_widths.assign(size_t(m_captions.size()), 0);
     for (qsizetype c = 0; c < m_captions.size(); ++c)
-        m_widths[size_t(c)] = bold.horizontalAdvance(m_captions.at(c));
+        m_widths[size_t(c)] = advance(m_bold, m_captions.at(c));
     for (const Line& line : m_pending)
         if (line.groupLevel < 0)
             for (qsizetype c = 0; c < line.cells.size() && c < m_captions.size(); ++c)
-                m_widths[size_t(c)] =
-                    std::max(m_widths[size_t(c)], metrics.horizontalAdvance(line.cells.at(c)));
+                m_widths[size_t(c)] = std::max(m_widths[size_t(c)], advance(m_plain, line.cells.at(c)));
     qreal total = 0;
     for (qreal& width : m_widths) {
         width = std::min(cap, width + 2 * m_padding + 1);
@@ -91,7 +90,7 @@ void PdfGridWriter::layOut() {
     // Shrunk to the page's width, never enlarged.
     const QRectF area = m_report.area();
     m_scale = total > area.width() ? area.width() / total : 1.0;
-    m_rowHeight = std::ceil(metrics.lineSpacing() * 1.4);
+    m_rowHeight = std::ceil(QFontMetricsF(m_plain.font).lineSpacing() * 1.4);
     QFont headingFont = m_boldFont;
     headingFont.setPointSizeF(12);
     m_headingHeight = QFontMetricsF(headingFont, painter.device()).lineSpacing() * 2;
@@ -104,24 +103,74 @@ int PdfGridWriter::rowsOnThisPage() const {
     return std::max(1, int((height - heading - m_rowHeight) / m_rowHeight));
 }
 
+PdfGridWriter::Face PdfGridWriter::face(const QFont& font) const {
+    Face f;
+    f.font = QFont(font, m_report.painter().device());
+    f.raw = QRawFont::fromFont(f.font);
+    f.ascent = f.raw.ascent();
+    f.descent = f.raw.descent();
+    const QList<quint32> dots = f.raw.glyphIndexesForString(QString(QChar(0x2026)));
+    if (!dots.isEmpty() && dots.first() != 0) {
+        f.ellipsis = dots.first();
+        f.ellipsisWidth = f.raw.advancesForGlyphIndexes(dots).first().x();
+    }
+    return f;
+}
+
+qreal PdfGridWriter::advance(const Face& face, const QString& text) {
+    const QList<quint32> glyphs = face.raw.glyphIndexesForString(text);
+    if (glyphs.size() != text.size() || glyphs.contains(0u))
+        return QFontMetricsF(face.font).horizontalAdvance(text);
+    qreal width = 0;
+    for (const QPointF& a : face.raw.advancesForGlyphIndexes(glyphs))
+        width += a.x();
+    return width;
+}
+
 void PdfGridWriter::drawCell(const QString& text, qreal x, qreal y, qreal width, bool right,
-                             const QFontMetricsF& metrics) {
+                             const Face& face) {
     if (text.isEmpty())
         return;
     QPainter& painter = m_report.painter();
     const qreal room = width - 2 * m_padding;
-    QString shown = text;
-    qreal advance = -1;
-    // Measured only when it might not fit: most cells are short.
-    if (right || text.size() * m_maxCharWidth > room) {
-        advance = metrics.horizontalAdvance(text);
-        if (advance > room) {
-            shown = metrics.elidedText(text, Qt::ElideRight, room);
-            advance = metrics.horizontalAdvance(shown);
-        }
+    const qreal baseline = y + (m_rowHeight + face.ascent - face.descent) / 2;
+    QList<quint32> glyphs = face.raw.glyphIndexesForString(text);
+    const bool complete =
+        face.raw.isValid() && face.ellipsis != 0 && glyphs.size() == text.size() && !glyphs.contains(0u);
+    if (!complete) {
+        const QFontMetricsF metrics(face.font);
+        const QString shown = metrics.elidedText(text, Qt::ElideRight, room);
+        const qreal advance = metrics.horizontalAdvance(shown);
+        painter.setFont(face.font);
+        painter.drawText(QPointF(right ? x + width - m_padding - advance : x + m_padding, baseline), shown);
+        return;
     }
-    const qreal baseline = y + (m_rowHeight + metrics.ascent() - metrics.descent()) / 2;
-    painter.drawText(QPointF(right ? x + width - m_padding - advance : x + m_padding, baseline), shown);
+    const QList<QPointF> advances = face.raw.advancesForGlyphIndexes(glyphs);
+    QList<QPointF> positions;
+    positions.reserve(glyphs.size() + 1);
+    qreal pen = 0;
+    qsizetype kept = 0;
+    for (; kept < glyphs.size() && pen + advances[kept].x() <= room; ++kept) {
+        positions << QPointF(pen, 0);
+        pen += advances[kept].x();
+    }
+    if (kept < glyphs.size()) {
+        // Cut where what is left and the ellipsis fit.
+        while (kept > 0 && pen + face.ellipsisWidth > room) {
+            --kept;
+            positions.removeLast();
+            pen -= advances[kept].x();
+        }
+        glyphs.resize(kept);
+        glyphs << face.ellipsis;
+        positions << QPointF(pen, 0);
+        pen += face.ellipsisWidth;
+    }
+    QGlyphRun run;
+    run.setRawFont(face.raw);
+    run.setGlyphIndexes(glyphs);
+    run.setPositions(positions);
+    painter.drawGlyphRun(QPointF(right ? x + width - m_padding - pen : x + m_padding, baseline), run);
 }
 
 void PdfGridWriter::drawPage() {
@@ -154,18 +203,16 @@ void PdfGridWriter::drawPage() {
         m_headingDrawn = true;
     }
     // The header row, dark as the grid's.
-    const QFontMetricsF bold(m_boldFont, painter.device());
     painter.fillRect(QRectF(x0, y, tableWidth, m_rowHeight), kHeaderFill);
     painter.setFont(m_boldFont);
     painter.setPen(kHeaderText);
     qreal x = x0;
     for (qsizetype c = 0; c < m_captions.size(); ++c) {
-        drawCell(m_captions.at(c), x, y, m_widths[size_t(c)], false, bold);
+        drawCell(m_captions.at(c), x, y, m_widths[size_t(c)], false, m_bold);
         x += m_widths[size_t(c)];
     }
     y += m_rowHeight;
 
-    const QFontMetricsF metrics(m_font, painter.device());
     for (size_t r = 0; r < count; ++r, y += m_rowHeight) {
         const Line& line = m_pending[r];
         if (line.groupLevel >= 0) {
@@ -173,7 +220,7 @@ void PdfGridWriter::drawPage() {
             painter.setFont(m_boldFont);
             painter.setPen(Qt::black);
             const qreal indent = m_report.pointsToDevice(12) * line.groupLevel;
-            drawCell(line.cells.value(0), x0 + indent, y, tableWidth - indent, false, bold);
+            drawCell(line.cells.value(0), x0 + indent, y, tableWidth - indent, false, m_bold);
             continue;
         }
         if (r % 2 == 1)
@@ -182,7 +229,7 @@ void PdfGridWriter::drawPage() {
         painter.setPen(Qt::black);
         x = x0;
         for (qsizetype c = 0; c < line.cells.size() && c < m_captions.size(); ++c) {
-            drawCell(line.cells.at(c), x, y, m_widths[size_t(c)], line.right[size_t(c)], metrics);
+            drawCell(line.cells.at(c), x, y, m_widths[size_t(c)], line.right[size_t(c)], m_plain);
             x += m_widths[size_t(c)];
         }
     }

@@ -6,6 +6,7 @@
 #include <QFont>
 #include <QFontMetricsF>
 #include <QPainter>
+#include <QRawFont>
 #include <QSaveFile>
 #include <QStringList>
 
@@ -76,8 +77,19 @@ private:
     void layOut();
     void drawPage();
     int rowsOnThisPage() const;
-    void drawCell(const QString& text, qreal x, qreal y, qreal width, bool right,
-                  const QFontMetricsF& metrics);
+    // A font as the cells use it: its glyphs are looked up directly, which for the usual Latin texts of
+    // a grid costs a fraction of full text shaping; texts with characters it lacks go the long way.
+    struct Face {
+        QFont font;
+        QRawFont raw;
+        qreal ascent = 0;
+        qreal descent = 0;
+        quint32 ellipsis = 0;
+        qreal ellipsisWidth = 0;
+    };
+    Face face(const QFont& font) const;
+    static qreal advance(const Face& face, const QString& text);
+    void drawCell(const QString& text, qreal x, qreal y, qreal width, bool right, const Face& face);
 
     PdfReport& m_report;
     QString m_heading;
@@ -89,7 +101,8 @@ private:
     qreal m_rowHeight = 0;
     qreal m_headingHeight = 0;
     qreal m_padding = 0;
-    qreal m_maxCharWidth = 0;
+    Face m_plain;
+    Face m_bold;
     int m_rowsPerPage = 0;
     bool m_laidOut = false;
     bool m_headingDrawn = false;
