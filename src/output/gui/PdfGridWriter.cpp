@@ -146,31 +146,42 @@ void PdfGridWriter::drawCell(const QString& text, qreal x, qreal y, qreal width,
         return;
     }
     const QList<QPointF> advances = face.raw.advancesForGlyphIndexes(glyphs);
-    QList<QPointF> positions;
-    positions.reserve(glyphs.size() + 1);
     qreal pen = 0;
     qsizetype kept = 0;
-    for (; kept < glyphs.size() && pen + advances[kept].x() <= room; ++kept) {
-        positions << QPointF(pen, 0);
-        pen += advances[kept].x();
-    }
+    while (kept < glyphs.size() && pen + advances[kept].x() <= room)
+        pen += advances[kept++].x();
+    bool cut = false;
     if (kept < glyphs.size()) {
         // Cut where what is left and the ellipsis fit.
-        while (kept > 0 && pen + face.ellipsisWidth > room) {
-            --kept;
-            positions.removeLast();
-            pen -= advances[kept].x();
-        }
-        glyphs.resize(kept);
-        glyphs << face.ellipsis;
-        positions << QPointF(pen, 0);
-        pen += face.ellipsisWidth;
+        while (kept > 0 && pen + face.ellipsisWidth > room)
+            pen -= advances[--kept].x();
+        cut = true;
     }
+    const qreal total = pen + (cut ? face.ellipsisWidth : 0);
+    // The cell's glyphs join the line's run: one text object per line keeps the file small.
+    qreal at = (right ? x + width - m_padding - total : x + m_padding);
+    for (qsizetype i = 0; i < kept; ++i) {
+        m_runGlyphs << glyphs[i];
+        m_runPositions << QPointF(at, baseline);
+        at += advances[i].x();
+    }
+    if (cut) {
+        m_runGlyphs << face.ellipsis;
+        m_runPositions << QPointF(at, baseline);
+    }
+    m_runFace = &face;
+}
+
+void PdfGridWriter::flushRun() {
+    if (m_runGlyphs.isEmpty())
+        return;
     QGlyphRun run;
-    run.setRawFont(face.raw);
-    run.setGlyphIndexes(glyphs);
-    run.setPositions(positions);
-    painter.drawGlyphRun(QPointF(right ? x + width - m_padding - pen : x + m_padding, baseline), run);
+    run.setRawFont(m_runFace->raw);
+    run.setGlyphIndexes(m_runGlyphs);
+    run.setPositions(m_runPositions);
+    m_report.painter().drawGlyphRun(QPointF(0, 0), run);
+    m_runGlyphs.clear();
+    m_runPositions.clear();
 }
 
 void PdfGridWriter::drawPage() {
@@ -211,6 +222,7 @@ void PdfGridWriter::drawPage() {
         drawCell(m_captions.at(c), x, y, m_widths[size_t(c)], false, m_bold);
         x += m_widths[size_t(c)];
     }
+    flushRun();
     y += m_rowHeight;
 
     for (size_t r = 0; r < count; ++r, y += m_rowHeight) {
@@ -221,6 +233,7 @@ void PdfGridWriter::drawPage() {
             painter.setPen(Qt::black);
             const qreal indent = m_report.pointsToDevice(12) * line.groupLevel;
             drawCell(line.cells.value(0), x0 + indent, y, tableWidth - indent, false, m_bold);
+            flushRun();
             continue;
         }
         if (r % 2 == 1)
@@ -232,6 +245,7 @@ void PdfGridWriter::drawPage() {
             drawCell(line.cells.at(c), x, y, m_widths[size_t(c)], line.right[size_t(c)], m_plain);
             x += m_widths[size_t(c)];
         }
+        flushRun();
     }
     painter.setPen(QPen(kRule, 0));
     painter.drawLine(QPointF(x0, y), QPointF(x0 + tableWidth, y));

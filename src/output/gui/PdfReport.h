@@ -89,6 +89,7 @@ private:
     };
     Face face(const QFont& font) const;
     static qreal advance(const Face& face, const QString& text);
+    void flushRun();
     void drawCell(const QString& text, qreal x, qreal y, qreal width, bool right, const Face& face);
 
     PdfReport& m_report;
@@ -103,6 +104,10 @@ private:
     qreal m_padding = 0;
     Face m_plain;
     Face m_bold;
+    // The glyphs of the line being drawn, in one font.
+    QList<quint32> m_runGlyphs;
+    QList<QPointF> m_runPositions;
+    const Face* m_runFace = nullptr;
     int m_rowsPerPage = 0;
     bool m_laidOut = false;
     bool m_headingDrawn = false;
