@@ -10,7 +10,7 @@ TExportProgressDialog::TExportProgressDialog(QWidget* parent, const QString& fil
     : QProgressDialog(parent), m_fileName(QFileInfo(fileName).fileName()), m_unit(unit) {
     setObjectName("ExportProgressDialog");
     setWindowTitle("Export");
-    setWindowModality(Qt::WindowModal);
+    setWindowModality(Qt::ApplicationModal); // the data must not change under the export
     setLabelText(QString("Writing %1...").arg(m_fileName));
     setCancelButtonText("Cancel");
     setMinimumDuration(500);
@@ -42,7 +42,9 @@ bool TExportProgressDialog::report(std::int64_t done, std::int64_t total) {
         setLabelText(
             QString("Writing %1...\n%2 %3").arg(m_fileName, locale.toString(qlonglong(done)), m_unit));
     }
-    QCoreApplication::processEvents();
+    // Until the dialog shows, and blocks the windows under it, a click must not start other work in the
+    // middle of this one.
+    QCoreApplication::processEvents(isVisible() ? QEventLoop::AllEvents : QEventLoop::ExcludeUserInputEvents);
     return !wasCanceled();
 }
 
