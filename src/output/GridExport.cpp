@@ -195,6 +195,11 @@ std::int64_t exportGrid(sql::Database& db, const GridDescription& grid, GridSink
     return rows;
 }
 
+void exportEmptyGrid(const GridDescription& grid, GridSink& sink) {
+    sink.begin(grid);
+    sink.finish();
+}
+
 QString withForcedExtension(const QString& fileName, const QString& ext) {
     const QFileInfo info(fileName);
     const QString suffix = info.suffix();

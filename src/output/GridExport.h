@@ -74,6 +74,9 @@ public:
 std::int64_t exportGrid(sql::Database& db, const GridDescription& grid, GridSink& sink,
                         const ExportProgress& progress = {});
 
+// A grid with no data behind it: the header alone.
+void exportEmptyGrid(const GridDescription& grid, GridSink& sink);
+
 // The file name with its extension made ext, whatever was typed ("report.txt" -> "report.html").
 QString withForcedExtension(const QString& fileName, const QString& ext);
 

@@ -116,7 +116,7 @@ private slots:
         MessageScript script;
         const QString path = m_dir.filePath(QString("events-%1").arg(rows));
         script.fileName(path);
-        exportGridReport(nullptr, grid(where), m_db, "Kelvane - Events", pdfSaveDialog());
+        exportGridReport(nullptr, grid(where), &m_db, "Kelvane - Events", pdfSaveDialog());
         const QString written = path + ".PDF";                       // the dialog's default extension
         QCOMPARE(script.records().back().kind, QString("document")); // opened in the viewer
         QCOMPARE(script.records().back().text, written);
@@ -145,7 +145,7 @@ private slots:
         const QColor sea(0x44, 0x4E, 0x59);
         ReportPicture map{"Kelvane - Network Destinations Map", QSizeF(800, 400),
                           [&](QPainter& p, const QRectF& r) { p.fillRect(r, sea); }};
-        exportGridReport(nullptr, grid("WHERE ProcessId < 4010"), m_db, QString(), pdfSaveDialog(), map);
+        exportGridReport(nullptr, grid("WHERE ProcessId < 4010"), &m_db, QString(), pdfSaveDialog(), map);
         const QString first = pdfText(path, 1);
         QVERIFY(first.contains("Kelvane - Network Destinations Map"));
         QVERIFY(!first.contains("Process ID"));
@@ -193,7 +193,7 @@ private slots:
         MessageScript script;
         script.fileName(dir.filePath(typed));
         const auto dialog = GridFormat(format) == GridFormat::Html ? htmlSaveDialog() : xlsxSaveDialog();
-        exportGrid(nullptr, GridFormat(format), grid("WHERE ProcessId < 4003"), m_db, dialog);
+        exportGrid(nullptr, GridFormat(format), grid("WHERE ProcessId < 4003"), &m_db, dialog);
         QCOMPARE(script.records().front().title, title);
         QCOMPARE(script.records().front().detail, defaultExtension);
         QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{written});
@@ -211,7 +211,7 @@ private slots:
         for (const bool yes : {false, true}) {
             MessageScript script;
             script.fileName(dir.filePath("book")).answer(yes);
-            exportGrid(nullptr, GridFormat::Xlsx, grid("WHERE ProcessId < 4003"), m_db, xlsxSaveDialog());
+            exportGrid(nullptr, GridFormat::Xlsx, grid("WHERE ProcessId < 4003"), &m_db, xlsxSaveDialog());
             QCOMPARE(script.texts("question"),
                      QStringList{"book.xlsx already exists.\nDo you want to replace it?"});
             QCOMPARE(QFileInfo(existing).size() == 5, !yes);
@@ -228,7 +228,7 @@ private slots:
                 if (auto* progress = qobject_cast<TExportProgressDialog*>(w))
                     progress->cancel();
         });
-        exportGrid(nullptr, GridFormat::Html, grid(), m_db, htmlSaveDialog());
+        exportGrid(nullptr, GridFormat::Html, grid(), &m_db, htmlSaveDialog());
         QCOMPARE(script.texts("message"),
                  QStringList{"The export was cancelled; cancelled.html was not written."});
         QVERIFY(!QFileInfo::exists(path));
@@ -240,7 +240,7 @@ private slots:
         MessageScript script;
         script.fileName(m_dir.filePath("missing/report.pdf"));
         ui::guarded(nullptr,
-                    [&] { exportGridReport(nullptr, grid(), m_db, "Kelvane - Events", pdfSaveDialog()); });
+                    [&] { exportGridReport(nullptr, grid(), &m_db, "Kelvane - Events", pdfSaveDialog()); });
         const QStringList messages = script.texts("message");
         QCOMPARE(messages.size(), 1);
         QVERIFY2(messages[0].contains("No such file or directory"), qPrintable(messages[0]));

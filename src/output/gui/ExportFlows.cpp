@@ -30,6 +30,14 @@ template <typename Work> void run(QWidget* owner, const QString& fileName, const
     }
 }
 
+void writeRows(sql::Database* db, const GridDescription& grid, GridSink& sink,
+               const ExportProgress& progress) {
+    if (db)
+        exportGrid(*db, grid, sink, progress);
+    else
+        exportEmptyGrid(grid, sink);
+}
+
 } // namespace
 
 MessageService::SaveDialog bitmapSaveDialog() {
@@ -59,7 +67,7 @@ void exportDiagramToBitmap(QWidget* owner, ui::TNodeDiagram& diagram, bool hasCo
         [&](const ExportProgress& progress) { writeDiagramToBitmap(fileName, diagram, progress); });
 }
 
-void exportGrid(QWidget* owner, GridFormat format, const GridDescription& grid, sql::Database& db,
+void exportGrid(QWidget* owner, GridFormat format, const GridDescription& grid, sql::Database* db,
                 const MessageService::SaveDialog& dialog) {
     const QString chosen = MessageService::saveFileName(owner, dialog);
     if (chosen.isEmpty())
@@ -72,15 +80,15 @@ void exportGrid(QWidget* owner, GridFormat format, const GridDescription& grid, 
     run(owner, fileName, "rows", [&](const ExportProgress& progress) {
         if (format == GridFormat::Html) {
             HtmlGridWriter writer(fileName);
-            exportGrid(db, grid, writer, progress);
+            writeRows(db, grid, writer, progress);
         } else {
             XlsxGridWriter writer(fileName);
-            exportGrid(db, grid, writer, progress);
+            writeRows(db, grid, writer, progress);
         }
     });
 }
 
-void exportGridReport(QWidget* owner, const GridDescription& grid, sql::Database& db, const QString& heading,
+void exportGridReport(QWidget* owner, const GridDescription& grid, sql::Database* db, const QString& heading,
                       const MessageService::SaveDialog& dialog, const std::optional<ReportPicture>& picture) {
     const QString fileName = MessageService::saveFileName(owner, dialog);
     if (fileName.isEmpty())
@@ -91,7 +99,7 @@ void exportGridReport(QWidget* owner, const GridDescription& grid, sql::Database
         if (picture)
             report.addPicturePage(picture->heading, picture->size, picture->paint);
         PdfGridWriter writer(report, heading);
-        exportGrid(db, grid, writer, progress);
+        writeRows(db, grid, writer, progress);
         report.finish();
         written = true;
     });

@@ -26,8 +26,9 @@ void exportDiagramToBitmap(QWidget* owner, ui::TNodeDiagram& diagram, bool hasCo
                            const ui::MessageService::SaveDialog& dialog);
 
 enum class GridFormat { Html, Xlsx };
-// The grid to HTML or XLSX; the file's extension is made html or xlsx whatever was typed.
-void exportGrid(QWidget* owner, GridFormat format, const GridDescription& grid, sql::Database& db,
+// The grid to HTML or XLSX; the file's extension is made html or xlsx whatever was typed. Without a
+// database (no data loaded) the grid is empty: its header alone is written.
+void exportGrid(QWidget* owner, GridFormat format, const GridDescription& grid, sql::Database* db,
                 const ui::MessageService::SaveDialog& dialog);
 
 // A picture that heads a report on its first page.
@@ -37,7 +38,7 @@ struct ReportPicture {
     DrawingPainter paint;
 };
 // The grid as a PDF report under heading, after the picture if there is one; opened in the viewer.
-void exportGridReport(QWidget* owner, const GridDescription& grid, sql::Database& db, const QString& heading,
+void exportGridReport(QWidget* owner, const GridDescription& grid, sql::Database* db, const QString& heading,
                       const ui::MessageService::SaveDialog& dialog,
                       const std::optional<ReportPicture>& picture = std::nullopt);
 
