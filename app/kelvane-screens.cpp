@@ -1,6 +1,7 @@
 // Writes pictures of Kelvane's windows for review: kelvane-screens OUTPUT_FOLDER [EVENTS].
 // Imports a generated log into a temporary folder, then drives the main window as a user would and
 // grabs the main window on each tab, a drawn session, a detail form and a session view window.
+#include "../bench/CountryFill.h"
 #include "../bench/SysmonLogGenerator.h"
 #include "details/TDetailFormFactory.h"
 #include "details/TSessionViewForm.h"
@@ -11,11 +12,13 @@
 #include "toolkit/DarkTheme.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TNodeDiagram.h"
+#include "toolkit/TWorldMap.h"
 #include "views/TMainForm.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QEventLoop>
+#include <QMouseEvent>
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTimer>
@@ -38,6 +41,33 @@ bool save(QWidget* widget, const QString& folder, const QString& name) {
     const bool ok = widget->grab().save(path);
     std::printf("%s %s\n", ok ? "wrote" : "FAILED", qPrintable(path));
     return ok;
+}
+
+// The lit map with the connections of the United States open under it and the tip over Germany.
+void saveMap(TMainForm& form, QTabWidget& tabs, const QString& out) {
+    tabs.setCurrentWidget(form.findChild<QWidget*>("TabSheetMapView"));
+    ui::TWorldMap* map = form.chartMap();
+    settle();
+    auto positionOf = [map](double longitude, double latitude) {
+        return map->planeTransform(map->rect()).map(ui::projectNaturalEarth(longitude, latitude));
+    };
+    const int us = map->shapeAtPosition(positionOf(-100, 40));
+    if (us >= 0)
+        form.ChartMapClickSeries(us);
+    const QPointF germany = positionOf(10, 51);
+    QMouseEvent move(QEvent::MouseMove, germany, map->mapToGlobal(germany), Qt::NoButton, Qt::NoButton,
+                     Qt::NoModifier);
+    QApplication::sendEvent(map, &move);
+    save(&form, out, "main-map-view");
+    // Europe up close, with Malta and Luxembourg.
+    form.SpeedButtonCloseClick();
+    map->zoomAt(positionOf(12, 47), 5);
+    const QPointF malta = positionOf(14.4, 35.9);
+    QMouseEvent overMalta(QEvent::MouseMove, malta, map->mapToGlobal(malta), Qt::NoButton, Qt::NoButton,
+                          Qt::NoModifier);
+    QApplication::sendEvent(map, &overMalta);
+    save(map, out, "map-europe");
+    map->resetZoom();
 }
 
 } // namespace
@@ -84,6 +114,11 @@ int main(int argc, char* argv[]) {
                     qPrintable(dialog.controller().report().labelMessage().trimmed().section('\n', 0, 0)));
     }
 
+    // The import geolocates only through ipstack: give the destinations their countries here.
+    data.OpenDatabase();
+    bench::fillDestinationCountries(data.connection());
+    data.CloseDatabase();
+
     ui::MessageScript script; // no modal box may block the pictures
     TMainForm form(data, dbPath);
     form.resize(1400, 860);
@@ -118,6 +153,15 @@ int main(int argc, char* argv[]) {
         tabs->setCurrentIndex(i);
         save(&form, out, QString("main-tab-%1").arg(tabs->widget(i)->objectName()));
     }
+    // The process hierarchy as the generate button draws it, with its legend, at full size and fitted.
+    tabs->setCurrentWidget(form.findChild<QWidget*>("TabSheetProcessHierarchy"));
+    form.SpeedButtonGenerateProcessHierarchyClick();
+    save(&form, out, "main-hierarchy");
+    auto* hierarchy = form.findChild<ui::TNodeDiagram*>("ProcessDiagram");
+    hierarchy->setZoomToFit(true);
+    save(&form, out, "main-hierarchy-fitted");
+    hierarchy->setZoomToFit(false);
+    saveMap(form, *tabs, out);
     tabs->setCurrentIndex(0);
 
     // A detail form of the first event of the drawn session.

@@ -26,6 +26,9 @@ struct SysmonLogOptions {
     // UTF-16LE with a byte order mark, as a redirected command-line export writes.
     bool utf16 = false;
     int computers = 1;
+    // A busy machine where processes start processes: about three events in ten are process creations,
+    // most lives are a few events short, and more than half of the new processes have a logged parent.
+    bool processTree = false;
 };
 
 class SysmonLogGenerator {
@@ -296,7 +299,9 @@ inline SysmonLogGenerator::Process SysmonLogGenerator::makeProcess(Host& h, int 
     p.pid = exe == 4 ? 700 : 4 * m_rng.range(100, 6000);
     genlog::appendSysmonGuid(p.guid, h.guidPrefix, static_cast<std::uint32_t>(startMs / 1000),
                              ++h.guidCounter, h.guidTail);
-    if (!lifelong) {
+    if (!lifelong && m_options.processTree) {
+        p.budget = static_cast<int>(m_rng.below(3));
+    } else if (!lifelong) {
         // Mostly short lives, a few longer ones: about 25 events on average.
         const std::uint32_t r = m_rng.below(100);
         p.budget = static_cast<int>(r < 55   ? m_rng.range(2, 12)
@@ -343,8 +348,9 @@ inline void SysmonLogGenerator::step() {
         return;
     }
     Host& h = m_hosts[m_rng.below(static_cast<std::uint32_t>(m_hosts.size()))];
-    if (h.pendingStarts > 0) {
-        --h.pendingStarts;
+    if (h.pendingStarts > 0 || (m_options.processTree && m_rng.percent(9))) {
+        if (h.pendingStarts > 0)
+            --h.pendingStarts;
         emitCreate(h);
         return;
     }

@@ -51,10 +51,16 @@ inline void SysmonLogGenerator::emit(Host& h, const Process* p, int id) {
 inline void SysmonLogGenerator::emitCreate(Host& h) {
     const int exe = drawSpawnExe();
     const genlog::ExeEntry& e = genlog::kExes[exe];
-    const Process& parent = e.parent == genlog::ParentKind::Services   ? h.procs[4]
-                            : e.parent == genlog::ParentKind::Explorer ? h.procs[1]
-                            : e.parent == genlog::ParentKind::Browser  ? h.procs[3]
-                                                                       : h.procs[pickIndex(h)];
+    // In a process tree most children come from a process that started during the log.
+    const bool fromMortal =
+        m_options.processTree && h.procs.size() > std::size_t(genlog::kInitialExes) && m_rng.percent(50);
+    const Process& parent =
+        fromMortal                                 ? h.procs[genlog::kInitialExes +
+                             m_rng.below(static_cast<std::uint32_t>(h.procs.size() - genlog::kInitialExes))]
+        : e.parent == genlog::ParentKind::Services ? h.procs[4]
+        : e.parent == genlog::ParentKind::Explorer ? h.procs[1]
+        : e.parent == genlog::ParentKind::Browser  ? h.procs[3]
+                                                   : h.procs[pickIndex(h)];
     Process child = makeProcess(h, exe, m_clock);
     const bool user = e.account == genlog::Account::User;
     auto orUnknown = [](std::string_view text) { return text.empty() ? std::string_view("?") : text; };

@@ -1,5 +1,5 @@
 // kelvane-genlog: writes a large synthetic Sysmon log for import benchmarks.
-//   kelvane-genlog [--seed S] [--noroot] [--utf16] [--computers K] N OUT.xml
+//   kelvane-genlog [--seed S] [--noroot] [--utf16] [--computers K] [--process-tree] N OUT.xml
 
 #include "SysmonLogGenerator.h"
 
@@ -13,7 +13,9 @@
 namespace {
 
 int usage() {
-    std::fprintf(stderr, "usage: kelvane-genlog [--seed S] [--noroot] [--utf16] [--computers K] N OUT.xml\n");
+    std::fprintf(
+        stderr,
+        "usage: kelvane-genlog [--seed S] [--noroot] [--utf16] [--computers K] [--process-tree] N OUT.xml\n");
     return 2;
 }
 
@@ -34,6 +36,8 @@ int main(int argc, char** argv) {
         std::uint64_t number = 0;
         if (arg == "--noroot") {
             options.withRoot = false;
+        } else if (arg == "--process-tree") {
+            options.processTree = true;
         } else if (arg == "--utf16") {
             options.utf16 = true;
         } else if (arg == "--seed" || arg == "--computers") {

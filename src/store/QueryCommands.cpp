@@ -1,16 +1,41 @@
 #include "store/QueryCommands.h"
 
+#include "store/ProcessHierarchy.h"
+#include "store/DestinationCountries.h"
 #include "store/TMainDataModule.h"
 
 #include <QFileInfo>
+#include <QTextStream>
 
 #include <stdexcept>
 
 namespace kelvane {
 
+namespace {
+
+// The countries the map lights, with their counts: code and count, tab-separated, a line each.
+int countriesCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
+    if (!args.isEmpty())
+        throw std::runtime_error("countries takes no arguments");
+    for (const CountryCount& country : readDestinationCountries(data))
+        out << country.code << '\t' << country.count << '\n';
+    return 0;
+}
+
+} // namespace
+
 const std::map<QString, QueryCommand>& queryCommands() {
     // Each view registers its reading here.
-    static const std::map<QString, QueryCommand> commands = {};
+    static const std::map<QString, QueryCommand> commands = {
+        {"hierarchy",
+         {QString(),
+          [](TMainDataModule& data, const QStringList&, QTextStream& out) {
+              // The first generation after opening: what the Hierarchy tab draws.
+              out << ProcessHierarchy::generate(data).toText();
+              return 0;
+          }}},
+        {"countries", {QString(), countriesCommand}},
+    };
     return commands;
 }
 

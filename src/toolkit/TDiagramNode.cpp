@@ -12,26 +12,6 @@ namespace {
 constexpr int kDefaultNodeWidth = 24;
 constexpr int kDefaultNodeHeight = 16;
 
-QStringList splitLines(const QString& text) {
-    QString normalised = text;
-    normalised.replace(QLatin1String("\r\n"), QLatin1String("\n"));
-    normalised.replace(QLatin1Char('\r'), QLatin1Char('\n'));
-    return normalised.split(QLatin1Char('\n'));
-}
-
-// The painted lines: trimmed, so that each is centred on its words, and without the blank lines that
-// callers add before or after as an inner margin (they count for the size, not for the centring).
-QStringList paintedLines(const QString& text) {
-    QStringList lines = splitLines(text);
-    for (QString& line : lines)
-        line = line.trimmed();
-    while (!lines.isEmpty() && lines.last().isEmpty())
-        lines.removeLast();
-    while (!lines.isEmpty() && lines.first().isEmpty())
-        lines.removeFirst();
-    return lines;
-}
-
 } // namespace
 
 TDiagramNode::TDiagramNode(Key, TNodeDiagram* diagram, TDiagramNode* parent, std::any record)
@@ -44,7 +24,7 @@ void TDiagramNode::setText(const QString& text) {
     if (text == m_text)
         return;
     m_text = text;
-    m_lines = paintedLines(text);
+    m_lines = m_diagram->textMetrics(text).lines;
     const QSize before(m_width, m_height);
     growToText();
     if (before != QSize(m_width, m_height))
@@ -56,7 +36,7 @@ void TDiagramNode::setText(const QString& text) {
 void TDiagramNode::growToText() {
     if (m_text.isEmpty())
         return;
-    QSize needed = m_diagram->textSize(splitLines(m_text));
+    QSize needed = m_diagram->textMetrics(m_text).size;
     if (m_shape == Shape::Ellipse) // the text's box inscribed in the ellipse
         needed = QSize(std::ceil(needed.width() * M_SQRT2), std::ceil(needed.height() * M_SQRT2));
     m_width = std::max(m_width, needed.width());

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace kelvane::ui {
 
@@ -21,6 +22,8 @@ constexpr int kButtonSize = 11;
 constexpr int kButtonGap = 2; // between a node's bottom and its expand button
 constexpr int kSelectionOutset = 3;
 constexpr int kScrollStep = 20;
+constexpr int kTextMetricsLimit = 100000;
+constexpr qreal kCoarseScale = 0.35; // below it, 11 pixel text shrinks to 4 pixels: not worth shaping
 
 } // namespace
 
@@ -143,6 +146,7 @@ void TNodeDiagram::setSelectedNode(TDiagramNode* node) {
     if (node == m_selected)
         return;
     m_selected = node;
+    ++m_paintStamp;
     viewport()->update();
     emit selectionChanged(node);
 }
@@ -189,6 +193,7 @@ QImage TNodeDiagram::renderToImage() {
 
 void TNodeDiagram::setNodeFont(const QFont& font) {
     m_font = font;
+    m_textMetrics.clear();
     std::vector<TDiagramNode*> pending;
     for (const auto& root : m_roots)
         pending.push_back(root.get());
@@ -223,18 +228,40 @@ void TNodeDiagram::invalidateLayout() {
 }
 
 void TNodeDiagram::repaintDrawing() {
+    ++m_paintStamp;
     if (m_updateCount == 0)
         viewport()->update();
 }
 
-QSize TNodeDiagram::textSize(const QStringList& lines) const {
+const TNodeDiagram::TextMetrics& TNodeDiagram::textMetrics(const QString& text) {
+    const auto found = m_textMetrics.constFind(text);
+    if (found != m_textMetrics.constEnd())
+        return found.value();
+    if (m_textMetrics.size() >= kTextMetricsLimit)
+        m_textMetrics.clear(); // nodes keep their own copies: only the time of measuring is lost
+    QString normalised = text;
+    normalised.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+    normalised.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    const QStringList all = normalised.split(QLatin1Char('\n'));
+
     const QFontMetricsF metrics(m_font);
     qreal width = 0;
-    for (const QString& line : lines)
+    for (const QString& line : all)
         width = std::max(width, metrics.horizontalAdvance(line));
-    const qreal height = lines.size() * metrics.lineSpacing();
-    return {static_cast<int>(std::ceil(width)) + kTextPadding,
-            static_cast<int>(std::ceil(height)) + kTextPadding};
+    const qreal height = all.size() * metrics.lineSpacing();
+    TextMetrics measured;
+    measured.size = QSize(static_cast<int>(std::ceil(width)) + kTextPadding,
+                          static_cast<int>(std::ceil(height)) + kTextPadding);
+    // The painted lines: trimmed, so that each is centred on its words, and without the blank lines that
+    // callers add before or after as an inner margin (they count for the size, not for the centring).
+    measured.lines = all;
+    for (QString& line : measured.lines)
+        line = line.trimmed();
+    while (!measured.lines.isEmpty() && measured.lines.last().isEmpty())
+        measured.lines.removeLast();
+    while (!measured.lines.isEmpty() && measured.lines.first().isEmpty())
+        measured.lines.removeFirst();
+    return m_textMetrics.insert(text, measured).value();
 }
 
 void TNodeDiagram::ensureLayout() {
@@ -312,6 +339,26 @@ void TNodeDiagram::paintEvent(QPaintEvent* event) {
         return;
     const QPointF origin = drawingOrigin();
     const qreal scale = zoomFactor();
+    if (m_zoomToFit) {
+        // Fitted, the picture stays the same until something changes: a fitted tree of a few hundred
+        // thousand nodes is painted once, and every later paint is a copy.
+        const qreal ratio = devicePixelRatioF();
+        if (m_fitPicture.size() != viewport()->size() * ratio || m_fitPictureStamp != m_paintStamp) {
+            m_fitPicture = QImage(viewport()->size() * ratio, QImage::Format_RGB32);
+            m_fitPicture.setDevicePixelRatio(ratio);
+            m_fitPicture.fill(m_backgroundColor);
+            QPainter picture(&m_fitPicture);
+            picture.translate(origin);
+            picture.scale(scale, scale);
+            paintDrawing(picture, picture.transform().inverted().mapRect(QRectF(viewport()->rect())), true);
+            m_fitPictureStamp = m_paintStamp;
+        }
+        painter.drawImage(
+            event->rect(), m_fitPicture,
+            QRectF(QPointF(event->rect().topLeft()) * ratio, QSizeF(event->rect().size()) * ratio));
+        return;
+    }
+    m_fitPicture = QImage();
     painter.translate(origin);
     painter.scale(scale, scale);
     const QRectF exposed = painter.transform().inverted().mapRect(QRectF(event->rect()));
@@ -322,7 +369,9 @@ void TNodeDiagram::paintDrawing(QPainter& painter, const QRectF& exposed, bool m
     ensureLayout();
     painter.save();
     painter.fillRect(exposed, m_backgroundColor);
-    if (m_updateCount == 0 && m_layout.count() > 0) {
+    if (m_updateCount == 0 && m_layout.count() > 0 && painter.worldTransform().m11() < kCoarseScale) {
+        paintCoarse(painter, exposed);
+    } else if (m_updateCount == 0 && m_layout.count() > 0) {
         paintConnectors(painter, exposed);
         // A node reaches below its row by its expand button, and around it by the selection mark.
         const qreal reach = kButtonGap + kButtonSize + 1;
@@ -391,6 +440,87 @@ void TNodeDiagram::paintConnectors(QPainter& painter, const QRectF& exposed) {
     painter.drawPath(path);
 }
 
+void TNodeDiagram::paintCoarse(QPainter& painter, const QRectF& exposed) {
+    // Far out, a fitted tree of a few hundred thousand nodes puts many boxes into one pixel: work in
+    // device pixels, and fill one block for each run of boxes of one colour that touch.
+    const QTransform toDevice = painter.worldTransform();
+    const qreal sx = toDevice.m11();
+    const qreal sy = toDevice.m22();
+    const auto deviceX = [&](qreal x) { return x * sx + toDevice.dx(); };
+    const auto deviceY = [&](qreal y) { return y * sy + toDevice.dy(); };
+    painter.save();
+    painter.resetTransform();
+    painter.setRenderHint(QPainter::Antialiasing, false);
+    painter.setPen(QPen(Qt::black, 1));
+
+    const auto [firstRow, endRow] = m_layout.rowsBetween(exposed.top() - m_layout.spacing().vertical,
+                                                         exposed.bottom() + m_layout.spacing().vertical);
+    const qreal barDrop = std::round(m_layout.spacing().vertical / 2);
+    for (int depth = std::max(1, firstRow); depth < endRow; ++depth) {
+        const std::vector<int>& row = m_layout.row(depth);
+        auto [first, end] = m_layout.rowRange(depth, exposed.left(), exposed.right());
+        first = std::max(0, first - 1);
+        end = std::min(static_cast<int>(row.size()), end + 1);
+        const int barY = static_cast<int>(std::floor(deviceY(m_layout.rowTop(depth) - barDrop)));
+        const int childTop = static_cast<int>(std::floor(deviceY(m_layout.rowTop(depth))));
+        int parent = -1;
+        int barLeft = 0;
+        int barRight = 0;
+        int lastX = std::numeric_limits<int>::min();
+        const auto closeBar = [&] {
+            if (parent < 0)
+                return;
+            const QRectF& box = m_layout.rect(parent);
+            const int x = static_cast<int>(std::floor(deviceX(DiagramLayout::centreX(box))));
+            painter.drawLine(x, static_cast<int>(std::floor(deviceY(box.bottom()))), x, barY);
+            painter.drawLine(std::min(barLeft, x), barY, std::max(barRight, x), barY);
+        };
+        for (int k = first; k < end; ++k) {
+            const int child = row[k];
+            const int x = static_cast<int>(std::floor(deviceX(DiagramLayout::centreX(m_layout.rect(child)))));
+            if (x != lastX && childTop > barY)
+                painter.drawLine(x, barY, x, childTop);
+            lastX = x;
+            if (m_layout.parent(child) != parent) {
+                closeBar();
+                parent = m_layout.parent(child);
+                barLeft = barRight = x;
+            }
+            barLeft = std::min(barLeft, x);
+            barRight = std::max(barRight, x);
+        }
+        closeBar();
+    }
+
+    for (int depth = firstRow; depth < endRow; ++depth) {
+        const std::vector<int>& row = m_layout.row(depth);
+        const auto [first, end] = m_layout.rowRange(depth, exposed.left(), exposed.right());
+        QRect block;
+        QColor blockColour;
+        for (int k = first; k < end; ++k) {
+            const TDiagramNode* node = m_laidOut[row[k]];
+            const QRectF box(node->m_rect);
+            const int left = static_cast<int>(std::floor(deviceX(box.left())));
+            const int right = std::max(left + 1, static_cast<int>(std::ceil(deviceX(box.right()))));
+            const int top = static_cast<int>(std::floor(deviceY(box.top())));
+            const int bottom = std::max(top + 1, static_cast<int>(std::ceil(deviceY(box.bottom()))));
+            const QColor colour = node->m_color.isValid() ? node->m_color : m_defaultNodeColor;
+            if (!block.isNull() && colour == blockColour && left <= block.right() + 1) {
+                block.setRight(std::max(block.right(), right - 1));
+                block.setBottom(std::max(block.bottom(), bottom - 1));
+                continue;
+            }
+            if (!block.isNull())
+                painter.fillRect(block, blockColour);
+            block = QRect(QPoint(left, top), QPoint(right - 1, bottom - 1));
+            blockColour = colour;
+        }
+        if (!block.isNull())
+            painter.fillRect(block, blockColour);
+    }
+    painter.restore();
+}
+
 QRectF TNodeDiagram::expandButtonRect(const QRect& nodeRect) const {
     const qreal x = DiagramLayout::centreX(QRectF(nodeRect));
     return {x - kButtonSize / 2, qreal(nodeRect.top() + nodeRect.height() + kButtonGap), qreal(kButtonSize),
@@ -438,16 +568,16 @@ void TNodeDiagram::paintNode(QPainter& painter, const TDiagramNode& node, bool s
 
     painter.setRenderHint(QPainter::Antialiasing, false);
     if (node.hasChildren()) {
-        const QRectF button = expandButtonRect(box);
-        painter.setPen(QColor(0x60, 0x60, 0x60));
-        painter.setBrush(Qt::white);
-        painter.drawRect(button.adjusted(0, 0, -1, -1));
-        const qreal midX = button.left() + kButtonSize / 2;
-        const qreal midY = button.top() + kButtonSize / 2;
-        painter.setPen(Qt::black);
-        painter.drawLine(QPointF(button.left() + 2, midY), QPointF(button.right() - 3, midY));
+        // Filled whole-pixel rectangles rather than outlines: they come out the same in any band of
+        // the drawing, where clipped lines may shift by a pixel.
+        const QRect button = expandButtonRect(box).toRect();
+        painter.fillRect(button, QColor(0x60, 0x60, 0x60));
+        painter.fillRect(button.adjusted(1, 1, -1, -1), Qt::white);
+        painter.fillRect(QRect(button.left() + 2, button.top() + kButtonSize / 2, kButtonSize - 4, 1),
+                         Qt::black);
         if (!node.m_expanded)
-            painter.drawLine(QPointF(midX, button.top() + 2), QPointF(midX, button.bottom() - 3));
+            painter.fillRect(QRect(button.left() + kButtonSize / 2, button.top() + 2, 1, kButtonSize - 4),
+                             Qt::black);
     }
     if (selected) {
         painter.setPen(QPen(QColor(0x00, 0x5A, 0xC8), 2));

@@ -6,6 +6,7 @@
 #include <QAbstractScrollArea>
 #include <QColor>
 #include <QFont>
+#include <QHash>
 #include <QImage>
 
 #include <any>
@@ -62,8 +63,12 @@ public:
 
     // The whole drawing at full size, margins included.
     QSize drawingSize();
-    // Paints the part `exposed` of the drawing (in drawing coordinates) onto `painter`, which maps
-    // drawing coordinates to its device. Serves the screen and the exports alike.
+    // Paints the part `exposed` of the drawing (in drawing coordinates, at full size) onto `painter`,
+    // whose transform maps drawing coordinates to its device: translate it by minus the top left of a
+    // band to render the drawing band by band, as big exports do (drawingSize() gives the whole). Only
+    // the nodes and connectors that meet `exposed` are touched. Serves the screen and the exports alike.
+    // Scaled down below about a third, boxes are drawn as blocks of their colour without text, merged
+    // where they share a device pixel.
     void paintDrawing(QPainter& painter, const QRectF& exposed, bool markSelection = false);
     // The whole drawing at full size, without the selection mark; null if it is empty or too large.
     QImage renderToImage();
@@ -104,7 +109,13 @@ private:
     // Called by nodes: geometry changes need a new layout, colour changes only a repaint.
     void invalidateLayout();
     void repaintDrawing();
-    QSize textSize(const QStringList& lines) const;
+    // What a text paints and the room it needs in the current font. Big trees repeat a few names many
+    // times, and shaping text is the dearest part of adding a node: each text is measured once.
+    struct TextMetrics {
+        QStringList lines; // the painted lines
+        QSize size;        // of all lines, padding included
+    };
+    const TextMetrics& textMetrics(const QString& text);
 
     void ensureLayout();
     void updateScrollBars();
@@ -115,6 +126,7 @@ private:
     void removeSubtrees(std::vector<std::unique_ptr<TDiagramNode>>& nodes, bool notify);
 
     void paintConnectors(QPainter& painter, const QRectF& exposed);
+    void paintCoarse(QPainter& painter, const QRectF& exposed);
     void paintNode(QPainter& painter, const TDiagramNode& node, bool selected);
 
     std::vector<std::unique_ptr<TDiagramNode>> m_roots;
@@ -129,7 +141,11 @@ private:
     std::vector<TDiagramNode*> m_laidOut; // layout index -> node; emptied before any node is freed
 
     bool m_zoomToFit = false;
+    quint64 m_paintStamp = 0; // grows with every change that shows
+    QImage m_fitPicture;      // the fitted drawing as last painted
+    quint64 m_fitPictureStamp = 0;
     QFont m_font;
+    QHash<QString, TextMetrics> m_textMetrics;
     QColor m_defaultNodeColor;
     QColor m_backgroundColor;
     NodeStyle m_nodeStyle = NodeStyle::Flat;

@@ -102,6 +102,8 @@ TMainForm::~TMainForm() {
     // The diagrams report their nodes' deletion; nothing of this form may be used by then.
     if (EventsDiagram)
         EventsDiagram->disconnect(this);
+    if (ProcessDiagram)
+        ProcessDiagram->disconnect(this);
 }
 
 void TMainForm::FormCreate() {
@@ -326,47 +328,6 @@ QWidget* TMainForm::buildProcessViewTab() {
     return tab;
 }
 
-QWidget* TMainForm::buildMapViewTab() {
-    auto* tab = new QWidget(this);
-    tab->setObjectName("TabSheetMapView");
-    auto* layout = new QVBoxLayout(tab);
-    layout->setContentsMargins(0, 0, 0, 0);
-    auto* top = panel(tab, "PanelTopChartMap");
-    top->setFixedHeight(81);
-    auto* topLayout = new QVBoxLayout(top);
-    topLayout->setContentsMargins(4, 2, 4, 2);
-    auto* toolbar = panel(top, "PanelMapViewToolbar");
-    auto* toolbarLayout = new QHBoxLayout(toolbar);
-    toolbarLayout->setContentsMargins(0, 0, 0, 0);
-    toolbarLayout->addWidget(
-        speedButton(toolbar, "SpeedButtonExportMapViewToPDF", "export-pdf", "Export to PDF"));
-    toolbarLayout->addWidget(
-        speedButton(toolbar, "SpeedButtonExportMapViewToXLSX", "export-xlsx", "Export to XLSX"));
-    toolbarLayout->addWidget(
-        speedButton(toolbar, "SpeedButtonExportMapViewToHTML", "export-html", "Export to HTML"));
-    toolbarLayout->addStretch();
-    topLayout->addWidget(toolbar);
-    auto* note =
-        label(top, "LabelMapNote",
-              "- Network destinations will show if geo mapping option was selected during import, if the "
-              "map is not showing, please re-import data with geo mapping option enabled -\n"
-              "- Use mouse wheel and right button for zooming and left mouse button for scrolling -\n"
-              "- Click a country to view data -");
-    note->setAlignment(Qt::AlignCenter);
-    topLayout->addWidget(note);
-    layout->addWidget(top);
-    auto* chart = panel(tab, "ChartMap");
-    chart->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
-    auto* chartLayout = new QVBoxLayout(chart);
-    chartLayout->addStretch();
-    auto* traffic = panel(chart, "RzSizePanelNetworkTraffic");
-    traffic->setFixedHeight(185);
-    traffic->hide();
-    chartLayout->addWidget(traffic);
-    layout->addWidget(chart, 1);
-    return tab;
-}
-
 QWidget* TMainForm::buildAllEventsTab() {
     auto* tab = new QWidget(this);
     tab->setObjectName("TabSheetAllEvents");
@@ -412,35 +373,6 @@ QWidget* TMainForm::buildAllEventsTab() {
     return tab;
 }
 
-QWidget* TMainForm::buildHierarchyTab() {
-    auto* tab = new QWidget(this);
-    tab->setObjectName("TabSheetProcessHierarchy");
-    auto* layout = new QVBoxLayout(tab);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(0);
-    auto* top = panel(tab, "PanelHierarchyTop");
-    auto* topLayout = new QHBoxLayout(top);
-    topLayout->setContentsMargins(4, 2, 4, 2);
-    topLayout->addWidget(
-        speedButton(top, "SpeedButtonGenerateProcessHierarchy", "generate",
-                    "Generate Diagram\nThis may take time depending on the size of collected data"));
-    auto* zoom = speedButton(top, "SpeedButtonHierarchyZoom", "fit", "Fit Diagram");
-    zoom->setCheckable(true);
-    topLayout->addWidget(zoom);
-    topLayout->addWidget(speedButton(top, "SpeedButtonExportHierarchy", "export-bmp", "Export Diagram"));
-    topLayout->addStretch();
-    layout->addWidget(top);
-    ProcessDiagram = new ui::TNodeDiagram(tab);
-    ProcessDiagram->setObjectName("ProcessDiagram");
-    layout->addWidget(ProcessDiagram, 1);
-    auto* legend = panel(tab, "PanelHierarchyLegend");
-    new QVBoxLayout(legend);
-    layout->addWidget(legend);
-    connect(zoom, &QToolButton::clicked, this,
-            [this] { ProcessDiagram->setZoomToFit(!ProcessDiagram->zoomToFit()); });
-    return tab;
-}
-
 void TMainForm::PreferencesMenuItemClick() {
     if (auto* preferences = findChild<ui::TPreferencesForm*>("PreferencesForm"))
         MessageService::exec(preferences);
@@ -465,14 +397,6 @@ void TMainForm::CheckDB1Click() {
 
 void TMainForm::CheckDriverName1Click() {
     MessageService::message(this, "SQLite");
-}
-
-void TMainForm::InitMapShapes() {
-    // The world map arrives with the map view; until then there are no shapes to prepare.
-}
-
-void TMainForm::ColorDestinationCountries() {
-    // The world map arrives with the map view; until then there is nothing to colour.
 }
 
 } // namespace kelvane

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "store/NetworkTrafficGrid.h"
 #include "toolkit/MessageService.h"
 
 #include <QMainWindow>
@@ -11,18 +12,24 @@ class QAction;
 class QLabel;
 class QLineEdit;
 class QListWidget;
+class QProgressBar;
 class QPushButton;
 class QSplitter;
+class QTableView;
 class QTabWidget;
 class QToolButton;
 class QWidget;
 
 namespace kelvane {
+class ProcessHierarchy;
+class NetworkTrafficModel;
 class TMainDataModule;
 namespace ui {
 class TDiagramNode;
 class TLinkGrid;
 class TNodeDiagram;
+class TSizePanel;
+class TWorldMap;
 } // namespace ui
 
 // The main window: the menu, the four tabs and the flows that replace or load the database.
@@ -72,6 +79,21 @@ public:
     void SpeedButtonClearClick();
     void SpeedButtonExportProcessViewToPDFClick();
 
+    // Process hierarchy. The root of the last generated tree, or none.
+    ui::TDiagramNode* topNode() const { return TopNode; }
+    void SpeedButtonGenerateProcessHierarchyClick();
+    void SpeedButtonHierarchyZoomClick();
+    void ProcessDiagramDeletion(ui::TDiagramNode* node);
+    // Map view.
+    void MarkCountry(const QString& code, int count);
+    void ChartMapClickSeries(int index);
+    void SpeedButtonCloseClick();
+    void cxGridNetworkEventsViewProcessGuidPropertiesStartClick(const QString& guid);
+    void CloseNetworkTraffic();
+    ui::TWorldMap* chartMap() const { return ChartMap; }
+    // What the grid of a country's connections shows (for the exports).
+    const NetworkTrafficGrid& networkTraffic() const { return m_networkTraffic; }
+
     // All events view: the search, run by Enter and by Go.
     void cxButtonEditAllEventsSearchTextPropertiesButtonClick();
 
@@ -93,7 +115,10 @@ private:
     void showLatestChain();
     void openExes();
     void ColorDestinationCountries();
+    // Replaces the hierarchy's nodes by the tree's; `report` hears the percentage done.
+    void fillProcessDiagram(const ProcessHierarchy& tree, const std::function<void(int)>& report);
     void InitMapShapes();
+    void setNetworkTrafficWidths();
     // Runs a handler; what it throws is shown as the application's default fault report.
     void guarded(const std::function<void()>& handler);
 
@@ -124,8 +149,15 @@ private:
     ui::TNodeDiagram* EventsDiagram = nullptr;
     ui::TNodeDiagram* ProcessDiagram = nullptr;
     QToolButton* SpeedButtonZoom = nullptr;
+    QToolButton* SpeedButtonHierarchyZoom = nullptr;
+    QProgressBar* ProgressBarHierarchy = nullptr;
     QLineEdit* cxButtonEditAllEventsSearchText = nullptr;
     QLabel* LabelGroupByHint = nullptr;
+    ui::TWorldMap* ChartMap = nullptr;
+    ui::TSizePanel* RzSizePanelNetworkTraffic = nullptr;
+    QTableView* cxGridNetworkEventsView = nullptr;
+    NetworkTrafficModel* m_networkTrafficModel = nullptr;
+    NetworkTrafficGrid m_networkTraffic;
     QList<QAction*> m_menuEntries; // every entry of the menu tree, in tree order
 };
 

@@ -33,6 +33,7 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
     CloseExes();
     CloseImages();
     CloseSessions();
+    CloseNetworkTraffic();
     m_data.CloseDatabase();
     m_data.OpenCloseAllEventsViewTables(false);
     if (QFileInfo::exists(m_databasePath)) {

@@ -1,4 +1,4 @@
-#include "import/TSaxReader.h"
+#include "import/xml/TSaxReader.h"
 
 #include <QFile>
 #include <QStringEncoder>

@@ -1,0 +1,153 @@
+// Measures the Hierarchy tab over a big database: kelvane-hierarchy-bench-gui KelvaneDB [ROUNDS].
+// Reference: one plain read of ProcessCreate's five columns, timed in the same run, so that figures of a
+// busy machine can be compared. Then, per round: the tree alone, the click on the generate button until
+// the diagram is laid out and painted, scroll and fit-to-window frames, and the peak memory.
+#include "store/ProcessHierarchy.h"
+#include "store/TMainDataModule.h"
+#include "toolkit/TNodeDiagram.h"
+#include "views/TMainForm.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QScrollBar>
+#include <QTabWidget>
+#include <QToolButton>
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <vector>
+
+using namespace kelvane;
+
+namespace {
+
+double msSince(const QElapsedTimer& timer) {
+    return timer.nsecsElapsed() / 1e6;
+}
+
+// CPU time of this thread: on a machine shared with others, wall time swings by the load.
+double cpuMs() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return now.tv_sec * 1e3 + now.tv_nsec / 1e6;
+}
+
+void plainRead(TMainDataModule& data) {
+    QElapsedTimer timer;
+    timer.start();
+    const double cpu = cpuMs();
+    sql::Statement statement = data.connection().prepare(
+        "SELECT ProcessGuid, ParentProcessGuid, ImageExe, ParentImageExe, FID FROM ProcessCreate");
+    qint64 bytes = 0;
+    while (statement.step())
+        for (int c = 0; c < 4; ++c)
+            bytes += static_cast<qint64>(statement.columnText(c).size());
+    std::printf("  %-34s %8.0f ms, cpu %6.0f ms (%lld bytes of text)\n", "reference: plain read of the rows",
+                msSince(timer), cpuMs() - cpu, static_cast<long long>(bytes));
+}
+
+// The slowest and the median of a series of frame times.
+void printFrames(const char* what, std::vector<double> frames) {
+    std::sort(frames.begin(), frames.end());
+    std::printf("  %-34s median %6.1f ms, worst %6.1f ms (%zu frames, wall)\n", what,
+                frames[frames.size() / 2], frames.back(), frames.size());
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    QApplication app(argc, argv);
+    if (argc < 2 || !QFileInfo(QString::fromLocal8Bit(argv[1])).isFile()) {
+        std::fprintf(stderr, "usage: kelvane-hierarchy-bench-gui KelvaneDB [ROUNDS]\n");
+        return 2;
+    }
+    const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 3;
+    // Nothing is written: the hierarchy only reads.
+    TMainDataModule data;
+    MainDataModule = &data;
+    TMainForm form(data, QString::fromLocal8Bit(argv[1]));
+    form.resize(1226, 717);
+    form.show();
+    auto* tabs = form.findChild<QTabWidget*>("PageControlMain");
+    tabs->setCurrentWidget(form.findChild<QWidget*>("TabSheetProcessHierarchy"));
+    app.processEvents();
+    form.LoadExistingDataMenuItemClick();
+    auto* diagram = form.findChild<ui::TNodeDiagram*>("ProcessDiagram");
+    auto* generate = form.findChild<QToolButton*>("SpeedButtonGenerateProcessHierarchy");
+
+    for (int round = 1; round <= rounds; ++round) {
+        std::printf("round %d\n", round);
+        plainRead(data);
+
+        QElapsedTimer timer;
+        timer.start();
+        double cpu = cpuMs();
+        const ProcessHierarchy tree = ProcessHierarchy::generate(data);
+        std::printf("  %-34s %8.0f ms, cpu %6.0f ms (%d nodes)\n", "tree alone", msSince(timer),
+                    cpuMs() - cpu, tree.size());
+
+        timer.restart();
+        cpu = cpuMs();
+        generate->click();
+        const double clickMs = msSince(timer);
+        const double clickCpu = cpuMs() - cpu;
+        const QSize size = diagram->drawingSize();
+        const double layoutMs = msSince(timer);
+        const double layoutCpu = cpuMs() - cpu;
+        diagram->viewport()->repaint();
+        std::printf("  %-34s %8.0f ms, cpu %6.0f ms\n", "generate: click (tree and nodes)", clickMs,
+                    clickCpu);
+        std::printf("  %-34s %8.0f ms, cpu %6.0f ms\n", "  and laid out", layoutMs, layoutCpu);
+        std::printf("  %-34s %8.0f ms, cpu %6.0f ms (drawing %d x %d)\n", "  and painted", msSince(timer),
+                    cpuMs() - cpu, size.width(), size.height());
+
+        // Scrolling along the widest row, where the top level nodes stand.
+        std::vector<double> frames;
+        QScrollBar* horizontal = diagram->horizontalScrollBar();
+        QScrollBar* vertical = diagram->verticalScrollBar();
+        vertical->setValue(0);
+        for (int i = 0; i < 60; ++i) {
+            timer.restart();
+            horizontal->setValue(horizontal->value() + 37);
+            diagram->viewport()->repaint();
+            frames.push_back(msSince(timer));
+        }
+        printFrames("scroll by 37 pixels", frames);
+        frames.clear();
+        for (int i = 0; i < 30; ++i) {
+            timer.restart();
+            horizontal->setValue(static_cast<int>(qint64(horizontal->maximum()) * i / 29));
+            vertical->setValue(vertical->maximum() * (i % 3) / 2);
+            diagram->viewport()->repaint();
+            frames.push_back(msSince(timer));
+        }
+        printFrames("jump across the drawing", frames);
+        frames.clear();
+        for (int i = 0; i < 10; ++i) {
+            timer.restart();
+            diagram->setZoomToFit(i % 2 == 0);
+            diagram->viewport()->repaint();
+            frames.push_back(msSince(timer));
+        }
+        printFrames("fit to window and back", frames);
+        frames.clear();
+        diagram->setZoomToFit(true);
+        for (int i = 0; i < 30; ++i) {
+            timer.restart();
+            diagram->viewport()->repaint();
+            frames.push_back(msSince(timer));
+        }
+        diagram->setZoomToFit(false);
+        printFrames("repaint while fitted", frames);
+    }
+
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    std::printf("peak RSS: %.1f MB\n", usage.ru_maxrss / 1024.0);
+    MainDataModule = nullptr;
+    return 0;
+}
