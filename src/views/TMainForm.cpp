@@ -95,6 +95,7 @@ TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget
     setCentralWidget(PageControlMain);
 
     buildMenu();
+    connectExportButtons();
     FormCreate();
 }
 

@@ -21,6 +21,12 @@ class QToolButton;
 class QWidget;
 
 namespace kelvane {
+namespace output {
+struct GridDescription;
+}
+namespace sql {
+class Database;
+}
 class ProcessHierarchy;
 class NetworkTrafficModel;
 class TMainDataModule;
@@ -94,6 +100,12 @@ public:
     // What the grid of a country's connections shows (for the exports).
     const NetworkTrafficGrid& networkTraffic() const { return m_networkTraffic; }
 
+    // Exports of the hierarchy and the map view.
+    void SpeedButtonExportHierarchyClick();
+    void SpeedButtonExportMapViewToPDFClick();
+    void SpeedButtonExportMapViewToXLSXClick();
+    void SpeedButtonExportMapViewToHTMLClick();
+
     // All events view: the search, run by Enter and by Go.
     void cxButtonEditAllEventsSearchTextPropertiesButtonClick();
 
@@ -109,6 +121,10 @@ private:
     QWidget* buildHierarchyTab();
     QWidget* buildEventFilterPanel();
     void installMenuShortcuts();
+    void connectExportButtons();
+    // The open database for a grid's export; none before data is loaded (the grids are empty then).
+    sql::Database* exportDatabase();
+    output::GridDescription networkEventsExportGrid() const;
     void refreshAfterImport();
     // Opens the connection; says so and gives false when it can't.
     bool connectDatabase();
