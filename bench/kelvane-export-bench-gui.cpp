@@ -107,6 +107,8 @@ int exportHierarchy(TMainDataModule& data, const QString& out) {
     QElapsedTimer timer;
     timer.start();
     form.findChild<QToolButton*>("SpeedButtonGenerateProcessHierarchy")->click();
+    for (const auto& record : script.records())
+        std::printf("%s: %s\n", qPrintable(record.kind), qPrintable(record.text));
     const QSize size = form.findChild<ui::TNodeDiagram*>("ProcessDiagram")->drawingSize();
     std::printf("hierarchy generated in %lld ms, %d x %d pixels, peak so far %ld MB\n", timer.elapsed(),
                 size.width(), size.height(), peakMegabytes());
