@@ -11,6 +11,8 @@
 #include "store/TMainDataModule.h"
 #include "toolkit/DarkTheme.h"
 #include "toolkit/MessageService.h"
+#include "toolkit/TGroupedEventsModel.h"
+#include "toolkit/TGroupingGrid.h"
 #include "toolkit/TNodeDiagram.h"
 #include "toolkit/TWorldMap.h"
 #include "views/TMainForm.h"
@@ -18,6 +20,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QEventLoop>
+#include <QLineEdit>
 #include <QMouseEvent>
 #include <QTabWidget>
 #include <QTemporaryDir>
@@ -68,6 +71,37 @@ void saveMap(TMainForm& form, QTabWidget& tabs, const QString& out) {
     QApplication::sendEvent(map, &overMalta);
     save(map, out, "map-europe");
     map->resetZoom();
+}
+
+// The All Events tab grouped by type with a group and a detail row open, then a search result.
+void saveAllEventsView(TMainForm& form, QTabWidget& tabs, const QString& guid, const QString& out) {
+    auto* grid = form.findChild<ui::TGroupingGrid*>("cxGridAllEvents");
+    auto* model = grid->model();
+    auto waitForResult = [&] {
+        for (int i = 0; i < 600 && (form.allEventsSearchRunning() || !model->hasIndex()); ++i)
+            settle(50);
+    };
+    waitForResult();
+    tabs.setCurrentWidget(form.findChild<QWidget*>("TabSheetAllEvents"));
+    grid->groupBy({"EventTypeName"});
+    for (int g = 0; g < model->rowCount(); ++g) {
+        const QModelIndex group = model->index(g, 0);
+        if (!group.data().toString().contains("Process Create"))
+            continue;
+        grid->view()->expand(group);
+        const QModelIndex master = model->index(0, 0, group);
+        grid->view()->expand(master);
+        grid->view()->selectionModel()->select(master, QItemSelectionModel::ClearAndSelect |
+                                                           QItemSelectionModel::Rows);
+    }
+    save(&form, out, "all-events-grouped");
+    grid->groupBy({});
+    auto* box = form.findChild<QLineEdit*>("cxButtonEditAllEventsSearchText");
+    box->setText(guid);
+    form.cxButtonEditAllEventsSearchTextPropertiesButtonClick();
+    waitForResult();
+    save(&form, out, "all-events-search");
+    tabs.setCurrentIndex(0);
 }
 
 } // namespace
@@ -163,6 +197,7 @@ int main(int argc, char* argv[]) {
     hierarchy->setZoomToFit(false);
     saveMap(form, *tabs, out);
     tabs->setCurrentIndex(0);
+    saveAllEventsView(form, *tabs, guid, out);
 
     // A detail form of the first event of the drawn session.
     TQuery first("first",

@@ -1,13 +1,15 @@
-// Measures the Hierarchy tab over a big database: kelvane-hierarchy-bench-gui KelvaneDB [ROUNDS].
+// Measures the Hierarchy tab over a big database: kelvane-hierarchy-bench-gui KelvaneDB [ROUNDS [FOLDER]].
 // Reference: one plain read of ProcessCreate's five columns, timed in the same run, so that figures of a
 // busy machine can be compared. Then, per round: the tree alone, the click on the generate button until
-// the diagram is laid out and painted, scroll and fit-to-window frames, and the peak memory.
+// the diagram is laid out and painted, scroll and fit-to-window frames, and the peak memory. With a
+// FOLDER, pictures of the far right end of the drawing and of the fitted drawing are saved there.
 #include "store/ProcessHierarchy.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/TNodeDiagram.h"
 #include "views/TMainForm.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QScrollBar>
@@ -62,7 +64,7 @@ void printFrames(const char* what, std::vector<double> frames) {
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
     if (argc < 2 || !QFileInfo(QString::fromLocal8Bit(argv[1])).isFile()) {
-        std::fprintf(stderr, "usage: kelvane-hierarchy-bench-gui KelvaneDB [ROUNDS]\n");
+        std::fprintf(stderr, "usage: kelvane-hierarchy-bench-gui KelvaneDB [ROUNDS [FOLDER]]\n");
         return 2;
     }
     const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 3;
@@ -143,6 +145,16 @@ int main(int argc, char* argv[]) {
         }
         diagram->setZoomToFit(false);
         printFrames("repaint while fitted", frames);
+    }
+
+    if (argc > 3) {
+        const QDir folder(QString::fromLocal8Bit(argv[3]));
+        diagram->horizontalScrollBar()->setValue(diagram->horizontalScrollBar()->maximum());
+        diagram->verticalScrollBar()->setValue(0);
+        form.grab().save(folder.filePath("hierarchy-far-right.png"));
+        diagram->setZoomToFit(true);
+        form.grab().save(folder.filePath("hierarchy-fitted.png"));
+        diagram->setZoomToFit(false);
     }
 
     rusage usage{};

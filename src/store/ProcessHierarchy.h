@@ -56,8 +56,9 @@ public:
     static ProcessHierarchy build(const std::vector<Row>& rows, const TerminationLookup& terminated);
 
     // The tree of the open database, from one read of ProcessCreate. The termination answer comes
-    // from FDQueryGetProcessTermination, which is run with the first GUID after the connection opened
-    // and keeps that answer until the database is closed. `progress` (optional) hears rows read.
+    // from FDQueryGetProcessTermination, left open once it has run: it answers for the first process
+    // placed after the connection opened, and that answer colours every process node of every tree
+    // until the database is closed. `progress` (optional) hears the rows read.
     static ProcessHierarchy generate(TMainDataModule& data,
                                      const std::function<void(qint64 done, qint64 total)>& progress = {});
 

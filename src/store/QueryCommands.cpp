@@ -1,7 +1,8 @@
 #include "store/QueryCommands.h"
 
-#include "store/ProcessHierarchy.h"
+#include "store/AllEventsSearch.h"
 #include "store/DestinationCountries.h"
+#include "store/ProcessHierarchy.h"
 #include "store/TMainDataModule.h"
 
 #include <QFileInfo>
@@ -22,6 +23,20 @@ int countriesCommand(TMainDataModule& data, const QStringList& args, QTextStream
     return 0;
 }
 
+// The master rows of the all-events search, one per line, then their count.
+int runSearchCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
+    if (args.size() != 1) {
+        QTextStream(stderr) << "usage: kelvane-query --db PATH search TERM\n";
+        return 2;
+    }
+    const auto rows = searchMasterRows(data.connection(), args.first());
+    for (const MasterRow& row : rows)
+        out << row.gid << '\t' << row.utcTime << '\t' << row.eventType << '\t' << row.eventTypeName << '\t'
+            << row.correlationGuid << '\t' << row.computer << '\t' << row.ruleName << '\n';
+    out << rows.size() << '\n';
+    return 0;
+}
+
 } // namespace
 
 const std::map<QString, QueryCommand>& queryCommands() {
@@ -35,6 +50,7 @@ const std::map<QString, QueryCommand>& queryCommands() {
               return 0;
           }}},
         {"countries", {QString(), countriesCommand}},
+        {"search", {"TERM", &runSearchCommand}},
     };
     return commands;
 }

@@ -670,14 +670,10 @@ std::string checkDataQuery() {
     return sql;
 }
 
-std::string searchAllEventsQuery() {
-    std::string sql = "SELECT * FROM AllEvents\nWHERE GID IN (\n";
-    bool firstBlock = true;
+std::vector<SearchSubSelect> searchSubSelects() {
+    std::vector<SearchSubSelect> selects;
     for (const auto& block : kSearchBlocks) {
-        if (!firstBlock)
-            sql += "\nUNION\n";
-        firstBlock = false;
-        sql += "SELECT FID FROM ";
+        std::string sql = "SELECT FID FROM ";
         sql += block.table;
         sql += " WHERE RuleName LIKE '%' || :TermParam || '%'";
         for (std::string_view column : block.columns) {
@@ -691,6 +687,19 @@ std::string searchAllEventsQuery() {
             }
             sql += " LIKE '%' || :TermParam || '%'";
         }
+        selects.push_back({block.table, std::move(sql)});
+    }
+    return selects;
+}
+
+std::string searchAllEventsQuery() {
+    std::string sql = "SELECT * FROM AllEvents\nWHERE GID IN (\n";
+    bool firstBlock = true;
+    for (const auto& select : searchSubSelects()) {
+        if (!firstBlock)
+            sql += "\nUNION\n";
+        firstBlock = false;
+        sql += select.sql;
     }
     sql += "\n);";
     return sql;

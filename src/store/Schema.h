@@ -58,6 +58,13 @@ std::string creationScript();
 std::string deleteAllScript();
 std::string checkDataQuery();
 std::string searchAllEventsQuery();
+// The twenty sub-selects of that statement, in its order: each gives the FID of the rows of one event
+// table that contain :TermParam.
+struct SearchSubSelect {
+    const char* table;
+    std::string sql;
+};
+std::vector<SearchSubSelect> searchSubSelects();
 
 // The number of names in sqlite_master of a complete database.
 constexpr int kTableCount = 29;

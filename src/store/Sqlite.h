@@ -36,6 +36,13 @@ public:
     Database() = default;
     // Opens (and creates) the file at path, UTF-8.
     explicit Database(const std::string& path);
+    // Takes over a handle opened elsewhere (with other flags).
+    static Database adopt(sqlite3* handle) {
+        Database db;
+        db.m_db.reset(handle);
+        sqlite3_extended_result_codes(handle, 1);
+        return db;
+    }
 
     sqlite3* handle() const { return m_db.get(); }
     bool isOpen() const { return m_db != nullptr; }

@@ -133,8 +133,9 @@ void TMainDataModule::OpenCloseAllEventsViewTables(bool active) {
         const TableDef* table = schema::table(tableName);
         const QString name = *table->readName ? QString(table->readName) : QString("FDQueryAllAllEvents");
         TQuery& q = query(name);
-        // The search runs over every event table: without a term there is nothing to look for.
-        if (active && name == "FDQueryAllAllEvents" && q.param("TermParam").isNull())
+        // The search scans every event table; the view runs it on a thread of its own, with the
+        // parameter as last set, instead of stopping the window here.
+        if (active && name == "FDQueryAllAllEvents")
             continue;
         if (active)
             q.open(connection());

@@ -2,6 +2,8 @@
 
 #include "output/gui/ExportFlows.h"
 #include "settings/TPreferencesForm.h"
+#include "store/AllEventsLayout.h"
+#include "store/AllEventsSearch.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/Icons.h"
 #include "toolkit/MessageService.h"
@@ -326,51 +328,6 @@ QWidget* TMainForm::buildProcessViewTab() {
     connect(EventsDiagram, &ui::TNodeDiagram::doubleClicked, this,
             [this] { guarded([this] { EventsDiagramDblClick(EventsDiagram); }); });
     connect(EventsDiagram, &ui::TNodeDiagram::nodeDeleted, this, &TMainForm::EventsDiagramDeletion);
-    return tab;
-}
-
-QWidget* TMainForm::buildAllEventsTab() {
-    auto* tab = new QWidget(this);
-    tab->setObjectName("TabSheetAllEvents");
-    auto* layout = new QVBoxLayout(tab);
-    layout->setContentsMargins(0, 0, 0, 0);
-    auto* search = panel(tab, "PanelSearchAllEvents");
-    search->setFixedHeight(41);
-    auto* searchLayout = new QHBoxLayout(search);
-    searchLayout->setContentsMargins(4, 4, 4, 4);
-    searchLayout->addWidget(
-        speedButton(search, "SpeedButtonExportAllDataToPDF", "export-pdf", "Export to PDF"));
-    searchLayout->addWidget(
-        speedButton(search, "SpeedButtonExportAllDataToXLSX", "export-xlsx", "Export to XLSX"));
-    searchLayout->addWidget(
-        speedButton(search, "SpeedButtonExportAllDataToHTML", "export-html", "Export to HTML"));
-    searchLayout->addStretch();
-    cxButtonEditAllEventsSearchText = new QLineEdit(search);
-    cxButtonEditAllEventsSearchText->setObjectName("cxButtonEditAllEventsSearchText");
-    cxButtonEditAllEventsSearchText->setFixedWidth(601);
-    cxButtonEditAllEventsSearchText->setPlaceholderText(
-        "Search events for hashes, IP addresses, domains, files, regsitry keys, etc...");
-    QAction* go = cxButtonEditAllEventsSearchText->addAction(ui::icon("search"), QLineEdit::TrailingPosition);
-    go->setObjectName("cxButtonEditAllEventsSearchTextGo");
-    go->setText("Go");
-    go->setToolTip("Search events");
-    searchLayout->addWidget(cxButtonEditAllEventsSearchText);
-    searchLayout->addStretch();
-    layout->addWidget(search);
-    connect(go, &QAction::triggered, this,
-            [this] { guarded([this] { cxButtonEditAllEventsSearchTextPropertiesButtonClick(); }); });
-    connect(cxButtonEditAllEventsSearchText, &QLineEdit::returnPressed, this,
-            [this] { guarded([this] { cxButtonEditAllEventsSearchTextPropertiesButtonClick(); }); });
-
-    auto* grid = panel(tab, "cxGridAllEvents");
-    grid->setFrameShape(QFrame::StyledPanel);
-    auto* gridLayout = new QVBoxLayout(grid);
-    LabelGroupByHint = label(grid, "cxGridAllEventsGroupByBox", QString());
-    gridLayout->addWidget(LabelGroupByHint);
-    auto* empty = label(grid, "cxGridAllEventsEmptyText", "nothing yet!");
-    empty->setAlignment(Qt::AlignCenter);
-    gridLayout->addWidget(empty, 1);
-    layout->addWidget(grid, 1);
     return tab;
 }
 

@@ -7,6 +7,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <memory>
 
 class QAction;
 class QLabel;
@@ -29,9 +30,15 @@ class Database;
 }
 class ProcessHierarchy;
 class NetworkTrafficModel;
+class AllEventsGridDescription;
+class AllEventsSearchTask;
+class DetailRowReader;
+class MasterRowReader;
 class TMainDataModule;
+struct DetailView;
 namespace ui {
 class TDiagramNode;
+class TGroupingGrid;
 class TLinkGrid;
 class TNodeDiagram;
 class TSizePanel;
@@ -108,6 +115,14 @@ public:
 
     // All events view: the search, run by Enter and by Go.
     void cxButtonEditAllEventsSearchTextPropertiesButtonClick();
+    void cxButtonEditAllEventsSearchTextKeyPress(int key);
+    void PanelSearchAllEventsAlignPosition();
+    const DetailView& cxGridAllEventsDetailsLevelGetGridView(int eventType) const;
+    void FIDPropertiesStartClick(const QString& table, const QString& cellText);
+    void GuidPropertiesStartClick(const QString& guid);
+    // What the grid of all events shows, for the exports.
+    AllEventsGridDescription allEventsGridDescription() const;
+    bool allEventsSearchRunning() const;
 
     // The support address of the failure message after an import.
     static constexpr const char* kSupportAddress = "support@kelvane.org";
@@ -137,6 +152,10 @@ private:
     void setNetworkTrafficWidths();
     // Runs a handler; what it throws is shown as the application's default fault report.
     void guarded(const std::function<void()>& handler);
+    // The all-events grid follows the data: filled after a load or an import, emptied before an import.
+    void OpenAllEventsView();
+    void CloseAllEventsView();
+    void startAllEventsSearch(const QString& term);
 
     TMainDataModule& m_data;
     QString m_databasePath;
@@ -174,6 +193,11 @@ private:
     QTableView* cxGridNetworkEventsView = nullptr;
     NetworkTrafficModel* m_networkTrafficModel = nullptr;
     NetworkTrafficGrid m_networkTraffic;
+    QWidget* PanelSearchAllEvents = nullptr;
+    ui::TGroupingGrid* cxGridAllEvents = nullptr;
+    AllEventsSearchTask* m_allEventsSearch = nullptr;
+    std::unique_ptr<MasterRowReader> m_masterRowReader;
+    std::unique_ptr<DetailRowReader> m_detailRowReader;
     QList<QAction*> m_menuEntries; // every entry of the menu tree, in tree order
 };
 

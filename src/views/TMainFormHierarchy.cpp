@@ -158,6 +158,7 @@ void TMainForm::SpeedButtonGenerateProcessHierarchyClick() {
     });
 
     fillProcessDiagram(tree, report);
+    report(100);
     // The root in view, at the top in the middle: the tree opens from there.
     const QRect root = TopNode->rect();
     ProcessDiagram->horizontalScrollBar()->setValue(root.center().x() -

@@ -34,6 +34,7 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
     CloseImages();
     CloseSessions();
     CloseNetworkTraffic();
+    CloseAllEventsView();
     m_data.CloseDatabase();
     m_data.OpenCloseAllEventsViewTables(false);
     if (QFileInfo::exists(m_databasePath)) {
@@ -77,6 +78,7 @@ void TMainForm::ImportSysmonElasticsearchlogsMenuItemClick() {
 void TMainForm::refreshAfterImport() {
     m_data.OpenDatabaseAndTables();
     m_data.OpenCloseAllEventsViewTables(true);
+    OpenAllEventsView();
     CloseExes();
     CloseImages();
     CloseSessions();
@@ -94,6 +96,7 @@ void TMainForm::LoadExistingDataMenuItemClick() {
     }
     openExes();
     m_data.OpenCloseAllEventsViewTables(true);
+    OpenAllEventsView();
     FDataLoaded = true;
     ColorDestinationCountries();
 }
@@ -130,15 +133,6 @@ void TMainForm::CloseImages() {
 }
 void TMainForm::CloseSessions() {
     cxGridImageSessions->clear();
-}
-
-void TMainForm::cxButtonEditAllEventsSearchTextPropertiesButtonClick() {
-    if (!FDataLoaded)
-        return;
-    // The grid of all events arrives with its view; the search query is kept ready for it.
-    TQuery& search = m_data.query("FDQueryAllAllEvents");
-    search.close();
-    search.setParam("TermParam", cxButtonEditAllEventsSearchText->text());
 }
 
 } // namespace kelvane

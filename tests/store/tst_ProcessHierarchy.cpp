@@ -240,15 +240,6 @@ private slots:
         QCOMPARE(colours(), QStringList(3, "56acf3"));
     }
 
-    void outputLines() {
-        auto db = database();
-        db->addCreations({"1 P X p.exe x.exe 10", "2 C P c.exe p.exe 11"});
-        db->addTermination("C");
-        QCOMPARE(ProcessHierarchy::generate(db->data).toText(),
-                 QString("0\ttop\t\t\t9370DB\n1\ttoplevel\tx.exe\t\tEE82EE\n2\tprocess\tp.exe\t10\t56ACF3\n"
-                         "3\tprocess\tc.exe\t11\t56ACF3\n"));
-    }
-
     // Deep chains and long loops are climbed without recursion.
     void deepChains_data() {
         QTest::addColumn<bool>("loop");
