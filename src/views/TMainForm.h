@@ -107,8 +107,11 @@ public:
     // What the grid of a country's connections shows (for the exports).
     const NetworkTrafficGrid& networkTraffic() const { return m_networkTraffic; }
 
-    // Exports of the hierarchy and the map view.
+    // Exports of the hierarchy, the map view and the all-events grid.
     void SpeedButtonExportHierarchyClick();
+    void SpeedButtonExportAllDataToPDFClick();
+    void SpeedButtonExportAllDataToXLSXClick();
+    void SpeedButtonExportAllDataToHTMLClick();
     void SpeedButtonExportMapViewToPDFClick();
     void SpeedButtonExportMapViewToXLSXClick();
     void SpeedButtonExportMapViewToHTMLClick();
@@ -140,6 +143,7 @@ private:
     // The open database for a grid's export; none before data is loaded (the grids are empty then).
     sql::Database* exportDatabase();
     output::GridDescription networkEventsExportGrid() const;
+    output::GridDescription allEventsExportGrid() const;
     void refreshAfterImport();
     // Opens the connection; says so and gives false when it can't.
     bool connectDatabase();

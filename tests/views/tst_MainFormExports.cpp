@@ -1,12 +1,15 @@
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"
+#include "toolkit/TGroupedEventsModel.h"
+#include "toolkit/TGroupingGrid.h"
 #include "toolkit/TNodeDiagram.h"
 #include "toolkit/TWorldMap.h"
 #include "views/TMainForm.h"
 
 #include <QFile>
 #include <QImage>
+#include <QLineEdit>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QToolButton>
@@ -28,11 +31,24 @@ const char* const kRows[] = {
     "('2024-05-01 10:00:03.000', 'A', 'C:\\a&b\\<net>.exe', '1.0.0.1', '443', 'FR', 'France', 3),"
     "('2024-05-01 10:00:04.000', 'A', 'C:\\net.exe', '1.0.0.2', '80', 'US', 'United States', 4),"
     "('2024-05-01 10:00:05.000', 'A', 'C:\\net.exe', '1.0.0.3', '8080', 'FR', 'France', 5)",
+    "INSERT INTO AllEvents (GID, UtcTime, EventType, EventTypeName, CorrelationGuid, Computer) VALUES "
+    "(1, '2024-05-01 10:00:01.000', 1, 'Process Create', 'R', 'WS-01'),"
+    "(2, '2024-05-01 10:00:02.000', 1, 'Process Create', 'A', 'WS-01'),"
+    "(3, '2024-05-01 10:00:03.000', 3, 'Network Connection Detected', 'A', 'WS-01'),"
+    "(4, '2024-05-01 10:00:04.000', 3, 'Network Connection Detected', 'A', 'WS-01'),"
+    "(5, '2024-05-01 10:00:05.000', 3, 'Network Connection Detected', 'A', 'WS-<2>')",
 };
 
 QString fileText(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+QByteArray unzipped(const QString& archive, const QString& member) {
+    QProcess unzip;
+    unzip.start("unzip", {"-p", archive, member});
+    unzip.waitForFinished(60000);
+    return unzip.readAllStandardOutput();
 }
 
 QString pdfText(const QString& path, int page) {
@@ -65,6 +81,15 @@ class TestMainFormExports : public QObject {
         m_data->CloseDatabase();
         m_form->LoadExistingDataMenuItemClick();
         QVERIFY(m_form->dataLoaded());
+    }
+
+    ui::TGroupingGrid* allEvents() { return m_form->findChild<ui::TGroupingGrid*>("cxGridAllEvents"); }
+
+    void search(const QString& term, int rows) {
+        m_form->findChild<QLineEdit*>("cxButtonEditAllEventsSearchText")->setText(term);
+        m_form->cxButtonEditAllEventsSearchTextPropertiesButtonClick();
+        QTRY_VERIFY(!m_form->allEventsSearchRunning());
+        QTRY_COMPARE(allEvents()->model()->resultRowCount(), rows);
     }
 
     void clickCountry(const QString& code) {
@@ -144,6 +169,46 @@ private slots:
         QVERIFY(pdfText(pdf, 1).contains("Kelvane - Network Destinations Map"));
         const QString grid = pdfText(pdf, 2);
         QVERIFY(grid.contains("Destination IP") && grid.contains("1.0.0.1") && !grid.contains("1.0.0.2"));
+    }
+
+    void allEventsAsShown() {
+        load();
+        search(QString(), 5);
+        MessageScript script;
+        script.fileName(file("events"));
+        click("SpeedButtonExportAllDataToXLSX"); // the dialog adds .HTML, the export makes it .xlsx
+        const QByteArray sheet = unzipped(file("events.xlsx"), "xl/worksheets/sheet1.xml");
+        for (const char* caption : {"Time", "Event ID", "Event Type", "Process GUID", "Computer", "RuleName"})
+            QVERIFY2(sheet.contains(QByteArray("<t>") + caption + "</t>"), caption);
+        QVERIFY(sheet.contains("<c r=\"B6\"><v>3</v></c>"));          // the event id, a number
+        QVERIFY(sheet.contains("<c r=\"A6\" s=\"2\"><v>45413.4167")); // the time, a date
+        QVERIFY(sheet.contains("WS-&lt;2&gt;") && !sheet.contains("<row r=\"7\""));
+
+        // The rows of the search, and nothing of the detail level.
+        search("1.0.0", 3);
+        script.fileName(file("found.html"));
+        click("SpeedButtonExportAllDataToHTML");
+        const QString html = fileText(file("found.html"));
+        QCOMPARE(html.count("<tr>"), 4);
+        QVERIFY(!html.contains("1.0.0.1")); // a detail column
+    }
+
+    void allEventsGroupsAsTheyStand() {
+        load();
+        search(QString(), 5);
+        allEvents()->groupBy({"EventTypeName"});
+        auto* view = allEvents()->view();
+        QTRY_COMPARE(view->model()->rowCount(), 2);
+        // The second group, Process Create, open; the first closed.
+        view->expand(view->model()->index(1, 0));
+        MessageScript script;
+        script.fileName(file("grouped.html"));
+        click("SpeedButtonExportAllDataToHTML");
+        const QString html = fileText(file("grouped.html"));
+        QCOMPARE(html.count("<tr class=\"g\">"), 2);
+        QVERIFY(html.contains("Event Type : Network Connection Detected"));
+        QCOMPARE(html.count("<tr>"), 3); // the header and the two process creations
+        QVERIFY(html.indexOf("Event Type : Process Create") < html.indexOf("<td>R</td>"));
     }
 };
 
