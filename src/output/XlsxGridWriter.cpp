@@ -169,6 +169,9 @@ void XlsxGridWriter::finish() {
     if (error)
         throw ExportError(OutputFile::failureText(m_path, QString::fromStdString(error.message())));
     m_partial.setAutoRemove(false); // it is the file now
+    // A temporary file is private to its owner; the workbook is an ordinary document.
+    QFile::setPermissions(m_path, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup |
+                                      QFileDevice::ReadOther);
 }
 
 } // namespace kelvane::output
