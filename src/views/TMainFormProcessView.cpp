@@ -1,10 +1,9 @@
 // The process view: images, paths and sessions, the event filter and the session diagram.
 #include "views/TMainForm.h"
 
-#include "output/gui/ExportFlows.h"
-
 #include "details/SessionChainWindow.h"
 #include "details/TDetailFormFactory.h"
+#include "output/gui/ExportFlows.h"
 #include "settings/TSysmonEventData.h"
 #include "store/SessionEvents.h"
 #include "store/TMainDataModule.h"
