@@ -102,6 +102,9 @@ int exportHierarchy(TMainDataModule& data, const QString& out) {
     TMainForm form(data, data.databasePath());
     form.show();
     form.LoadExistingDataMenuItemClick();
+    // The all-events view searches in the background after a load; its memory is not the export's.
+    while (form.allEventsSearchRunning())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
     QElapsedTimer timer;
     timer.start();
     form.findChild<QToolButton*>("SpeedButtonGenerateProcessHierarchy")->click();
