@@ -4,6 +4,7 @@
 #include "../bench/CountryFill.h"
 #include "../bench/SysmonLogGenerator.h"
 #include "details/TDetailFormFactory.h"
+#include "details/TDetailForms.h"
 #include "details/TSessionViewForm.h"
 #include "import/TImportController.h"
 #include "import/TImportForm.h"
@@ -14,6 +15,8 @@
 #include "toolkit/TGroupedEventsModel.h"
 #include "toolkit/TGroupingGrid.h"
 #include "toolkit/TNodeDiagram.h"
+#include "toolkit/TPropertyGrid.h"
+#include "toolkit/TTreeList.h"
 #include "toolkit/TWorldMap.h"
 #include "views/TMainForm.h"
 
@@ -22,9 +25,13 @@
 #include <QEventLoop>
 #include <QLineEdit>
 #include <QMouseEvent>
+#include <QSplitter>
 #include <QTabWidget>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QTreeWidget>
 
 #include <cstdio>
 
@@ -102,6 +109,57 @@ void saveAllEventsView(TMainForm& form, QTabWidget& tabs, const QString& guid, c
     waitForResult();
     save(&form, out, "all-events-search");
     tabs.setCurrentIndex(0);
+}
+
+// Serves sample VirusTotal answers on 127.0.0.1, so that the panels can be pictured offline.
+class SampleVirusTotal : public QTcpServer {
+public:
+    SampleVirusTotal() {
+        connect(this, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket* socket = nextPendingConnection())
+                connect(socket, &QTcpSocket::readyRead, socket, [socket] {
+                    const QByteArray head = socket->readAll();
+                    const QByteArray body = answer(head.split(' ').value(1).split('?').value(0));
+                    socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: " +
+                                  QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
+                    socket->disconnectFromHost();
+                });
+        });
+        listen(QHostAddress::LocalHost, 0);
+    }
+    QString address() const { return QString("http://127.0.0.1:%1").arg(serverPort()); }
+
+private:
+    static QByteArray answer(const QByteArray& path) {
+        if (path.endsWith("/file/report"))
+            return R"({"response_code": 1, "verbose_msg": "Scan finished, information embedded", "total": 68,
+                "positives": 3, "scan_date": "2024-03-14 09:26:53",
+                "permalink": "https://www.virustotal.com/gui/file/0f1e2d3c4b5a69788796a5b4c3d2e1f0"})";
+        if (path.endsWith("/ip-address/report"))
+            return R"({"response_code": 1, "verbose_msg": "IP address in dataset", "asn": 15169, "country": "US",
+                "as_owner": "GOOGLE", "resolutions": [{"hostname": "dns.google", "last_resolved": "2024-02-01 10:00:00"},
+                {"hostname": "8888.google", "last_resolved": "2023-11-20 08:12:00"}],
+                "detected_urls": [{"url": "http://dns.google/bad", "positives": 2, "total": 90,
+                "scan_date": "2024-01-05 12:00:00"}], "detected_referrer_samples": [{"positives": 4, "total": 72,
+                "sha256": "5e0c8a2f1d3b4c6a7e9f0a1b2c3d4e5f60718293a4b5c6d7e8f90a1b2c3d4e5f"}]})";
+        return R"({"response_code": 1, "verbose_msg": "Domain found in dataset",
+            "whois": "Domain Name: EXAMPLE.ORG\nRegistrar: Example Registrar, Inc.\nCreation Date: 1995-08-31",
+            "Alexa rank": 4021, "WOT domain info": {"Child safety": "Excellent", "Trustworthiness": "Excellent"},
+            "BitDefender category": "computersandsoftware", "categories": ["computersandsoftware", "information technology"],
+            "subdomains": ["www.example.org", "mail.example.org"],
+            "resolutions": [{"ip_address": "93.184.216.34", "last_resolved": "2024-02-11 17:40:02"}],
+            "undetected_downloaded_samples": [{"date": "2023-12-24 06:00:00", "positives": 0, "total": 71,
+            "sha256": "9a8b7c6d5e4f30211203f4e5d6c7b8a99a8b7c6d5e4f30211203f4e5d6c7b8a9"}]})";
+    }
+};
+
+// Waits for the form's lookup to end, so that its answer is in the picture.
+void awaitVirusTotal(ui::TEventDetailForm* form) {
+    QEventLoop loop;
+    QObject::connect(form, &ui::TEventDetailForm::virusTotalFinished, &loop, &QEventLoop::quit);
+    QTimer::singleShot(10000, &loop, &QEventLoop::quit);
+    if (form->virusTotalBusy())
+        loop.exec();
 }
 
 } // namespace
@@ -221,6 +279,43 @@ int main(int argc, char* argv[]) {
             save(detail, out, "detail-form-network");
     }
     net.close();
+
+    {
+        // The VirusTotal panels, answered by the sample server: a file report, an address, a domain.
+        SampleVirusTotal sample;
+        settings.setVirusTotalKey("0123456789abcdef");
+        settings.setVirusTotalToS(true);
+        auto* hashForm = new ui::TProcessCreateForm(&form);
+        hashForm->SetQueryParams("ProcessCreate", 0);
+        hashForm->grid()->setValue(hashForm->grid()->rowOf("MD5"), "0f1e2d3c4b5a69788796a5b4c3d2e1f0");
+        hashForm->setVirusTotalAddress(sample.address());
+        hashForm->show();
+        hashForm->cxDBVerticalGridProcessCreateMD5EditPropertiesStartClick();
+        awaitVirusTotal(hashForm);
+        save(hashForm, out, "virustotal-file");
+
+        auto* netForm = new ui::TFormNetworkConnectionDetected(&form);
+        netForm->SetQueryParams("NetworkConnectionDetected", 0);
+        netForm->grid()->setValue(netForm->grid()->rowOf("DestinationIp"), "8.8.8.8");
+        netForm->grid()->setValue(netForm->grid()->rowOf("DestinationHostname"), "www.example.org");
+        netForm->setVirusTotalAddress(sample.address());
+        netForm->resize(560, 760);
+        netForm->show();
+        // A taller tree than the form opens with, so that the reports show whole.
+        if (auto* splitter = netForm->findChild<QSplitter*>("Splitter"))
+            splitter->setSizes({150, 560});
+        netForm->DestinationIPClick();
+        awaitVirusTotal(netForm);
+        netForm->cxTreeListVTDisplay->expandAll();
+        save(netForm, out, "virustotal-ip");
+        netForm->cxTreeListVTDisplay->clear();
+        netForm->DestinationDomainClick();
+        awaitVirusTotal(netForm);
+        netForm->cxTreeListVTDisplay->expandAll();
+        save(netForm, out, "virustotal-domain");
+        hashForm->close();
+        netForm->close();
+    }
 
     auto* session = new ui::TSessionViewForm;
     session->setSessionGUID(guid);

@@ -15,6 +15,9 @@ class TProcessCreateForm : public TEventDetailForm {
 public:
     explicit TProcessCreateForm(QWidget* owner = nullptr)
         : TEventDetailForm(detailFormLayout("TProcessCreateForm"), owner) {}
+    void cxDBVerticalGridProcessCreateMD5EditPropertiesStartClick() { hashRowClick("MD5"); }
+    void cxDBVerticalGridProcessCreateSHA1EditPropertiesStartClick() { hashRowClick("SHA1"); }
+    void cxDBVerticalGridProcessCreateSHA256EditPropertiesStartClick() { hashRowClick("SHA256"); }
 };
 
 class TFileCreationTimeChangedForm : public TEventDetailForm {
@@ -29,6 +32,10 @@ class TFormNetworkConnectionDetected : public TEventDetailForm {
 public:
     explicit TFormNetworkConnectionDetected(QWidget* owner = nullptr)
         : TEventDetailForm(detailFormLayout("TFormNetworkConnectionDetected"), owner) {}
+    void SourceIPClick() { ipRowClick("SourceIp"); }
+    void DestinationIPClick() { ipRowClick("DestinationIp"); }
+    void SourceDomainClick() { domainRowClick("SourceHostname"); }
+    void DestinationDomainClick() { domainRowClick("DestinationHostname"); }
 };
 
 class TProcessTerminatedForm : public TEventDetailForm {
@@ -43,6 +50,9 @@ class TDriverLoadedForm : public TEventDetailForm {
 public:
     explicit TDriverLoadedForm(QWidget* owner = nullptr)
         : TEventDetailForm(detailFormLayout("TDriverLoadedForm"), owner) {}
+    void cxDBVerticalGridDriverLoadedChangedMD5EditPropertiesStartClick() { hashRowClick("MD5"); }
+    void cxDBVerticalGridDriverLoadedSHA1EditPropertiesStartClick() { hashRowClick("SHA1"); }
+    void cxDBVerticalGridDriverLoadedSHA256EditPropertiesStartClick() { hashRowClick("SHA256"); }
 };
 
 class TImageLoadedForm : public TEventDetailForm {
@@ -50,6 +60,9 @@ class TImageLoadedForm : public TEventDetailForm {
 public:
     explicit TImageLoadedForm(QWidget* owner = nullptr)
         : TEventDetailForm(detailFormLayout("TImageLoadedForm"), owner) {}
+    void cxDBVerticalGridImageLoadedMD5EditPropertiesStartClick() { hashRowClick("MD5"); }
+    void cxDBVerticalGridImageLoadedSHA1EditPropertiesStartClick() { hashRowClick("SHA1"); }
+    void cxDBVerticalGridImageLoadedSHA256EditPropertiesStartClick() { hashRowClick("SHA256"); }
 };
 
 class TCreateRemoteThreadDetectedForm : public TEventDetailForm {
@@ -106,6 +119,9 @@ class TFileStreamCreatedForm : public TEventDetailForm {
 public:
     explicit TFileStreamCreatedForm(QWidget* owner = nullptr)
         : TEventDetailForm(detailFormLayout("TFileStreamCreatedForm"), owner) {}
+    void cxDBVerticalGridFileStreamCreatedMD5EditPropertiesStartClick() { hashRowClick("MD5"); }
+    void cxDBVerticalGridFileStreamCreatedSHA1EditPropertiesStartClick() { hashRowClick("SHA1"); }
+    void cxDBVerticalGridFileStreamCreatedSHA256EditPropertiesStartClick() { hashRowClick("SHA256"); }
 };
 
 class TPipeConnectedForm : public TEventDetailForm {

@@ -14,6 +14,7 @@
 #include <QFontInfo>
 #include <QFontMetrics>
 #include <QSplitter>
+#include <QStatusBar>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -109,6 +110,8 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
         Splitter->setChildrenCollapsible(false);
         Splitter->addWidget(m_grid);
         frame->addWidget(Splitter);
+        buildVirusTotalPanel();
+        frame->addWidget(StatusBar);
     } else {
         frame->addWidget(m_grid);
     }
@@ -153,9 +156,16 @@ void TEventDetailForm::rowLinkClicked(int row) {
         guarded(this, [&] { openRegistryKey(value); });
         break;
     case RowAction::Hash:
+        hashRowClick(m_grid->rowName(row));
+        emit reputationLinkClicked(RowAction::Hash, value);
+        break;
     case RowAction::IP:
+        ipRowClick(m_grid->rowName(row));
+        emit reputationLinkClicked(RowAction::IP, value);
+        break;
     case RowAction::Domain:
-        emit reputationLinkClicked(m_layout.rows[static_cast<size_t>(row)].action, value);
+        domainRowClick(m_grid->rowName(row));
+        emit reputationLinkClicked(RowAction::Domain, value);
         break;
     case RowAction::None:
         break;

@@ -124,11 +124,13 @@ struct TEventMapper::TypePlan {
     int fid = -1, computer = -1, ruleName = -1;
 };
 
-TEventMapper::TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeolocator* geolocator)
-    : m_data(data), m_report(report), m_geo(geolocator), m_master(&data.tableDataset("AllEvents")),
-      m_imageExes(&data.tableDataset("AllImageExes")), m_hashes(&data.tableDataset("AllHashes")),
-      m_hosts(&data.tableDataset("AllHosts")), m_addresses(&data.tableDataset("AllIPAddresses")),
-      m_ports(&data.tableDataset("AllPorts")), m_regTargets(&data.tableDataset("AllRegTargets")) {
+TEventMapper::TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeolocator* geolocator,
+                           EventSource source)
+    : m_data(data), m_report(report), m_geo(geolocator), m_source(source),
+      m_master(&data.tableDataset("AllEvents")), m_imageExes(&data.tableDataset("AllImageExes")),
+      m_hashes(&data.tableDataset("AllHashes")), m_hosts(&data.tableDataset("AllHosts")),
+      m_addresses(&data.tableDataset("AllIPAddresses")), m_ports(&data.tableDataset("AllPorts")),
+      m_regTargets(&data.tableDataset("AllRegTargets")) {
     using Role = FieldPlan::Role;
     for (const TypeItems& items : kTypeItems) {
         TypePlan plan;
@@ -145,8 +147,10 @@ TEventMapper::TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeoloc
                 plan.computer = index;
             } else if (name == "RuleName") {
                 plan.ruleName = index;
-            } else if (name == "OriginalFileName" && items.id == 1 && m_geo) {
-                // The geolocating import leaves this column of process creations alone.
+            } else if (name == "OriginalFileName" &&
+                       (source == EventSource::Elasticsearch || (items.id == 1 && m_geo))) {
+                // The geolocating import leaves this column of process creations alone, and the
+                // server import never fills it.
             } else if (name == "Hashes") {
                 plan.fields.push_back({Role::Hashes, index, items.id == 15 ? "Hash" : "Hashes"});
             } else if (name == "MD5") {
@@ -201,18 +205,25 @@ const TEventMapper::TypePlan* TEventMapper::planFor(int id) const {
     return nullptr;
 }
 
-std::string_view TEventMapper::ReadText(std::string_view name) const {
+const std::string* TEventMapper::item(std::string_view name) const {
     const std::string* value = m_state->FEventRecordData.find(name);
+    if (!value && fromServer() && !(m_columns && m_columns->hasItem(name)))
+        throw DatasetError("FDQueryData: Field 'event_data." + std::string(name) + "' not found");
+    return value;
+}
+
+std::string_view TEventMapper::ReadText(std::string_view name) const {
+    const std::string* value = item(name);
     return value ? std::string_view(*value) : std::string_view();
 }
 
 std::int32_t TEventMapper::ReadInteger(std::string_view name) const {
-    const std::string* value = m_state->FEventRecordData.find(name);
+    const std::string* value = item(name);
     return value ? toInteger32(*value) : -1;
 }
 
 std::int64_t TEventMapper::ReadInt64(std::string_view name) const {
-    const std::string* value = m_state->FEventRecordData.find(name);
+    const std::string* value = item(name);
     return value ? toInteger64(*value) : -1;
 }
 
@@ -221,7 +232,7 @@ std::string_view TEventMapper::ReadBaseName(std::string_view name) const {
 }
 
 DateTime TEventMapper::ReadDateTime(std::string_view name) const {
-    const std::string* value = m_state->FEventRecordData.find(name);
+    const std::string* value = item(name);
     if (!value)
         return DateTime::zero();
     if (auto parsed = parseUtcTime(*value))
@@ -231,7 +242,7 @@ DateTime TEventMapper::ReadDateTime(std::string_view name) const {
 }
 
 bool TEventMapper::ReadBoolean(std::string_view name) const {
-    const std::string* value = m_state->FEventRecordData.find(name);
+    const std::string* value = item(name);
     if (!value || value->size() != 4)
         return false;
     std::string upper = *value;
@@ -295,7 +306,11 @@ std::string TEventMapper::eventDetails(const DateTime& utcTime, std::string_view
         break;
     case 14:
         appendBlock(out, "  Target Object :  ", ReadText("TargetObject"));
-        appendBlock(out, "  New Name :  ", ReadText("NewName"));
+        // The server import's summary keeps the new name on the label's line.
+        if (fromServer())
+            appendInline(out, "  New Name :  ", ReadText("NewName"));
+        else
+            appendBlock(out, "  New Name :  ", ReadText("NewName"));
         break;
     case 15:
         appendBlock(out, "  Target File Name :  ", ReadText("TargetFilename"));
@@ -376,8 +391,10 @@ void TEventMapper::writeRows(EventState& state) {
                                           : ReadText(plan->type->correlationItem));
     master.setText("EventDetails", details);
     master.setText("Computer", state.FComputerName);
-    master.setText("RuleName", ReadText("RuleName"));
-    if (id == 2 && m_geo)
+    // The plain server import leaves the master row of a remote thread without its rule name.
+    if (!(id == 8 && fromServer() && !m_geo))
+        master.setText("RuleName", ReadText("RuleName"));
+    if (id == 2 && m_geo && !fromServer())
         master.setText("OriginalFileName", ReadText("OriginalFileName"));
     master.post();
     const std::int64_t gid = master.lastKey();
@@ -458,7 +475,10 @@ void TEventMapper::writeTypeRow(const TypePlan& plan, std::int64_t gid, std::str
             row.setInteger(f.field, ReadInt64(f.item));
             break;
         case Role::Date:
-            row.setDateTime(f.field, ReadDateTime(f.item));
+            if (plan.type->id == 8 && fromServer() && std::string_view(f.item) == "UtcTime")
+                row.setDateTime(f.field, bareUtcTime());
+            else
+                row.setDateTime(f.field, ReadDateTime(f.item));
             break;
         case Role::Boolean:
             row.setBoolean(f.field, ReadBoolean(f.item));
@@ -498,11 +518,27 @@ void TEventMapper::writeTypeRow(const TypePlan& plan, std::int64_t gid, std::str
     row.post();
 }
 
+DateTime TEventMapper::bareUtcTime() const {
+    // The remote thread's own row reads its time from a column without the event_data prefix.
+    const std::string* value = m_columns ? m_columns->column("UtcTime") : nullptr;
+    if (!value)
+        throw DatasetError("FDQueryData: Field 'UtcTime' not found");
+    if (auto parsed = parseUtcTime(*value))
+        return *parsed;
+    m_report.dateFailed();
+    return DateTime::zero();
+}
+
 void TEventMapper::geolocate(TTableDataset& row, const char* isIpv6, const char* address, const char* country,
                              const char* countryCode) {
     if (row.boolean(isIpv6))
         return;
-    m_geo->GeolocateEventAddress(m_state->FEventRecordData, address);
+    // A column the result lacks cannot be classified; the country columns stay as they are.
+    if (fromServer() && !m_state->FEventRecordData.contains(address) &&
+        !(m_columns && m_columns->hasItem(address)))
+        m_geo->FGeoError = true;
+    else
+        m_geo->GeolocateEventAddress(m_state->FEventRecordData, address);
     if (!m_geo->FGeoError) {
         row.setText(country, m_geo->FCountry.toStdString());
         row.setText(countryCode, m_geo->FCountryCode.toStdString());

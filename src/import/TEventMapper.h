@@ -24,11 +24,30 @@ struct EventState {
     EventRecord FEventRecordData;
 };
 
+// The columns of a search result row, for events that come from a server rather than a log file.
+// An item of the event is the column event_data.<item>; a row may lack a value the result has a
+// column for, which reads like an absent item of a log.
+class TResultColumns {
+public:
+    virtual ~TResultColumns() = default;
+    // True when the result has the column event_data.<item>.
+    virtual bool hasItem(std::string_view item) const = 0;
+    // The value of a column outside event_data, or nullptr when the result has no such column.
+    virtual const std::string* column(std::string_view name) const = 0;
+};
+
+// Where the events come from: the mapping differs in a few settled ways between the two.
+enum class EventSource { XmlLog, Elasticsearch };
+
 // Turns one gathered event into its master row, its type row and its summary rows.
 class TEventMapper {
 public:
     // With a geolocator the mapper is the geolocating form; without one, the plain form.
-    TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeolocator* geolocator = nullptr);
+    TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeolocator* geolocator = nullptr,
+                 EventSource source = EventSource::XmlLog);
+
+    // The columns of the row being mapped; set before each event from a server.
+    void setResultColumns(const TResultColumns* columns) { m_columns = columns; }
     ~TEventMapper();
 
     // Called at the end tag of EventData. Writes the event's rows and clears its items; on a failure the
@@ -59,10 +78,15 @@ private:
     void geolocate(TTableDataset& row, const char* isIpv6, const char* address, const char* country,
                    const char* countryCode);
     const TypePlan* planFor(int id) const;
+    const std::string* item(std::string_view name) const;
+    DateTime bareUtcTime() const;
+    bool fromServer() const { return m_source == EventSource::Elasticsearch; }
 
     TDatasetSource& m_data;
     ImportReport& m_report;
     TIPGeolocator* m_geo;
+    EventSource m_source;
+    const TResultColumns* m_columns = nullptr;
     const EventState* m_state = nullptr;
     TTableDataset* m_master;
     TTableDataset* m_imageExes;

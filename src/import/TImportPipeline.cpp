@@ -180,30 +180,48 @@ std::int64_t nextMasterKey(sql::Database& db) {
 
 TImportPipeline::TImportPipeline(TMainDataModule& data, TSaxReader& reader, ImportReport& report,
                                  TIPGeolocator* geolocator)
-    : m_data(data), m_reader(reader), m_report(report), m_geolocator(geolocator) {}
+    : m_data(data), m_reader(&reader), m_report(report), m_geolocator(geolocator) {}
+
+TImportPipeline::TImportPipeline(TMainDataModule& data, ImportReport& report)
+    : m_data(data), m_report(report), m_geolocator(nullptr) {}
 
 bool TImportPipeline::run(const std::string& path, const std::function<void(std::int64_t)>& afterEvent) {
+    bool result = false;
+    runProducer(
+        [&](TDatasetSource& datasets, const std::function<void()>& endEvent) {
+            TEventMapper mapper(datasets, m_report, m_geolocator);
+            TSysmonEventReader events(mapper, m_report);
+            events.setAfterEvent(endEvent);
+            TSysmonElementFilter filter(events);
+            // The count stands also when the parse fails.
+            struct CountOnExit {
+                TSysmonEventReader& events;
+                std::int64_t& count;
+                ~CountOnExit() { count = events.FEventsCount(); }
+            } countOnExit{events, m_eventsCount};
+            result = m_reader->parseFile(path, filter);
+        },
+        [&] { m_reader->requestStop(); }, afterEvent);
+    return result;
+}
+
+void TImportPipeline::runProducer(const Producer& produce, const std::function<void()>& stop,
+                                  const std::function<void(std::int64_t)>& afterEvent) {
     BatchQueue queue;
     const std::int64_t firstKey = nextMasterKey(m_data.connection());
-    bool result = false;
     std::int64_t eventsSeen = 0;
 
-    // The reading thread is a QThread: a geolocation lookup runs a Qt event loop on it.
+    // The reading thread is a QThread: a geolocation lookup or a server request runs a Qt event loop on it.
     std::unique_ptr<QThread> reading(QThread::create([&] {
         std::exception_ptr error;
         try {
             Recorder recorder(queue);
             RecordingDatasets datasets(m_data, recorder, firstKey);
-            TEventMapper mapper(datasets, m_report, m_geolocator);
-            TSysmonEventReader events(mapper, m_report);
-            events.setAfterEvent([&] { recorder.endEvent(); });
-            TSysmonElementFilter filter(events);
             try {
-                result = m_reader.parseFile(path, filter);
+                produce(datasets, [&] { recorder.endEvent(); });
             } catch (...) {
                 error = std::current_exception();
             }
-            m_eventsCount = events.FEventsCount();
             recorder.flush();
         } catch (...) {
             error = std::current_exception();
@@ -229,7 +247,7 @@ bool TImportPipeline::run(const std::string& path, const std::function<void(std:
             queue.recycle(std::move(batch));
         }
     } catch (...) {
-        m_reader.requestStop();
+        stop();
         queue.abort();
         // Let the reading thread run out; whatever it still finds is dropped.
         while (auto batch = queue.pop())
@@ -240,7 +258,6 @@ bool TImportPipeline::run(const std::string& path, const std::function<void(std:
     reading->wait();
     if (auto error = queue.error())
         std::rethrow_exception(error);
-    return result;
 }
 
 } // namespace kelvane

@@ -7,6 +7,7 @@
 namespace kelvane {
 
 class ImportReport;
+class TDatasetSource;
 class TIPGeolocator;
 class TMainDataModule;
 class TSaxReader;
@@ -19,12 +20,20 @@ class TImportPipeline {
 public:
     TImportPipeline(TMainDataModule& data, TSaxReader& reader, ImportReport& report,
                     TIPGeolocator* geolocator);
+    // For a source of events other than a log file, driven through runProducer.
+    TImportPipeline(TMainDataModule& data, ImportReport& report);
 
     // Parses path and writes its events. afterEvent(n) runs on this thread after the rows of the n-th
     // event are written. A failure to read the file, a number that is no number in an EventID, and a
     // failure of the database come out of this call, after every row before them was written.
     // Returns the reader's result (false when the file is not well formed).
     bool run(const std::string& path, const std::function<void(std::int64_t events)>& afterEvent);
+
+    // The reading thread's work: map events onto the datasets it is given, calling endEvent after
+    // each event's rows. stop() is called from the writing side when the database has failed.
+    using Producer = std::function<void(TDatasetSource& datasets, const std::function<void()>& endEvent)>;
+    void runProducer(const Producer& produce, const std::function<void()>& stop,
+                     const std::function<void(std::int64_t events)>& afterEvent);
 
     // EventID texts seen, the count the dialog reports.
     std::int64_t eventsCount() const { return m_eventsCount; }
@@ -35,7 +44,7 @@ public:
 
 private:
     TMainDataModule& m_data;
-    TSaxReader& m_reader;
+    TSaxReader* m_reader = nullptr;
     ImportReport& m_report;
     TIPGeolocator* m_geolocator;
     std::int64_t m_eventsCount = 0;

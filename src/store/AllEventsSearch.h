@@ -29,8 +29,8 @@ struct SearchCancelled : std::runtime_error {
     SearchCancelled() : std::runtime_error("search cancelled") {}
 };
 
-// Opens the database at path read-only for a reader on another thread, with the file mapped into
-// memory so that a whole-table scan does not copy every page.
+// Opens the database at path read-only for a reader on another thread; a missing file is an error,
+// never a new empty database.
 std::unique_ptr<sql::Database> openReadOnlyDatabase(const std::string& path);
 
 // The FIDs that the search statement picks for term, sorted and unique. They can include FIDs that

@@ -13,10 +13,15 @@ AllEventsSearchTask::AllEventsSearchTask(QObject* parent) : QObject(parent) {
 }
 
 AllEventsSearchTask::~AllEventsSearchTask() {
+    stop();
+}
+
+void AllEventsSearchTask::stop() {
     cancel();
     for (Job& job : m_jobs)
         if (job.thread.joinable())
             job.thread.join();
+    m_jobs.clear();
 }
 
 void AllEventsSearchTask::reap() {

@@ -29,6 +29,8 @@ public:
     void search(const QString& databasePath, const QString& term);
     void readIndex(const QString& databasePath);
     void cancel();
+    // Cancels and waits until no thread holds the file open any more (before it is replaced).
+    void stop();
     bool searching() const { return m_searching; }
 
 signals:

@@ -4,6 +4,7 @@
 
 #include <QHeaderView>
 #include <QLabel>
+#include <QMenu>
 #include <QScrollBar>
 #include <QStandardItemModel>
 #include <QTableView>
@@ -71,6 +72,11 @@ TDetailRowWidget::TDetailRowWidget(const DetailView& view, const DetailRows& row
             [this](const QModelIndex& index) { clickCell(index.row(), index.column()); });
     connect(m_table->horizontalHeader(), &QHeaderView::sectionClicked, this,
             &TDetailRowWidget::sectionClicked);
+    if (view.firstSortable >= 0) {
+        m_table->horizontalHeader()->setContextMenuPolicy(Qt::CustomContextMenu);
+        connect(m_table->horizontalHeader(), &QWidget::customContextMenuRequested, this,
+                &TDetailRowWidget::headerMenu);
+    }
 }
 
 QSize TDetailRowWidget::sizeHint() const {
@@ -109,16 +115,55 @@ void TDetailRowWidget::clickCell(int row, int column) {
     }
 }
 
+bool TDetailRowWidget::toolsAllowed(int column) const {
+    return m_view.firstSortable >= 0 && column >= m_view.firstSortable &&
+           column < static_cast<int>(m_view.columns.size());
+}
+
 void TDetailRowWidget::sectionClicked(int section) {
-    if (m_view.firstSortable < 0 || section < m_view.firstSortable)
-        return;
     auto* header = m_table->horizontalHeader();
     const bool same = header->isSortIndicatorShown() && header->sortIndicatorSection() == section;
-    const Qt::SortOrder order =
-        same && header->sortIndicatorOrder() == Qt::AscendingOrder ? Qt::DescendingOrder : Qt::AscendingOrder;
+    sortColumn(section, same && header->sortIndicatorOrder() == Qt::AscendingOrder ? Qt::DescendingOrder
+                                                                                   : Qt::AscendingOrder);
+}
+
+void TDetailRowWidget::sortColumn(int column, Qt::SortOrder order) {
+    if (!toolsAllowed(column))
+        return;
+    auto* header = m_table->horizontalHeader();
     header->setSortIndicatorShown(true);
-    header->setSortIndicator(section, order);
-    m_model->sort(section, order);
+    header->setSortIndicator(column, order);
+    m_model->sort(column, order);
+}
+
+void TDetailRowWidget::filterColumn(int column, const QString& text) {
+    if (!toolsAllowed(column))
+        return;
+    for (int row = 0; row < m_model->rowCount(); ++row)
+        m_table->setRowHidden(row, !text.isNull() && cellText(row, column) != text);
+}
+
+bool TDetailRowWidget::rowShown(int row) const {
+    return !m_table->isRowHidden(row);
+}
+
+void TDetailRowWidget::headerMenu(const QPoint& at) {
+    const int column = m_table->horizontalHeader()->logicalIndexAt(at);
+    if (!toolsAllowed(column))
+        return;
+    // The values of the column to filter by, as a grid's filter drop-down offers them.
+    auto* menu = new QMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->addAction("(All)", this, [this, column] { filterColumn(column, QString()); });
+    QStringList values;
+    for (int row = 0; row < m_model->rowCount(); ++row)
+        if (!values.contains(cellText(row, column)))
+            values << cellText(row, column);
+    values.sort();
+    for (const QString& value : values)
+        menu->addAction(value.isEmpty() ? QString("(Blanks)") : value, this,
+                        [this, column, value] { filterColumn(column, value); });
+    menu->popup(m_table->horizontalHeader()->mapToGlobal(at));
 }
 
 } // namespace kelvane::ui

@@ -28,6 +28,11 @@ public:
 
     // Acts as a click on a cell: a link column emits its signal.
     void clickCell(int row, int column);
+    // Sorts by a column, or keeps only the rows with this text in it (a null text keeps all), in the
+    // views that allow it; others ignore both. The header offers the same through a click and its menu.
+    void sortColumn(int column, Qt::SortOrder order);
+    void filterColumn(int column, const QString& text);
+    bool rowShown(int row) const;
 
 signals:
     void detailLinkClicked(const QString& table, const QString& fid);
@@ -35,6 +40,8 @@ signals:
 
 private:
     void sectionClicked(int section);
+    void headerMenu(const QPoint& at);
+    bool toolsAllowed(int column) const;
 
     const DetailView& m_view;
     QTableView* m_table = nullptr;

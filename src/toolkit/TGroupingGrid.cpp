@@ -69,13 +69,13 @@ void TGroupByStrip::setGroups(const QList<QPair<QString, QString>>& groups) {
 }
 
 void TGroupByStrip::dragEnterEvent(QDragEnterEvent* event) {
-    if (!droppedField(event->mimeData()).isEmpty())
+    if (m_accepted.contains(droppedField(event->mimeData())))
         event->acceptProposedAction();
 }
 
 void TGroupByStrip::dropEvent(QDropEvent* event) {
     const QString field = droppedField(event->mimeData());
-    if (field.isEmpty())
+    if (!m_accepted.contains(field))
         return;
     event->acceptProposedAction();
     emit fieldDropped(field);
@@ -240,6 +240,11 @@ TGroupingGrid::TGroupingGrid(QWidget* parent) : QWidget(parent) {
 
     m_view->header()->setStretchLastSection(true);
     connect(m_view->header(), &QHeaderView::sectionClicked, this, &TGroupingGrid::sectionClicked);
+    QStringList groupable;
+    for (int c = 0; c < m_model->columnCount(); ++c)
+        if (m_model->headerData(c, Qt::Horizontal, TGroupedEventsModel::CanGroupRole).toBool())
+            groupable << m_model->headerData(c, Qt::Horizontal, TGroupedEventsModel::FieldRole).toString();
+    m_strip->setAcceptedFields(groupable);
     m_model->setDetailHeight([this](const QModelIndex& detail) { return detailHeight(detail); });
     connect(m_model, &QAbstractItemModel::modelAboutToBeReset, m_view, &TGroupingTreeView::clearDetails);
     connect(m_strip, &TGroupByStrip::fieldDropped, this,

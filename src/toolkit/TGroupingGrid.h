@@ -28,6 +28,8 @@ public:
     QString hint() const;
     // Shows these group columns: (field, caption) pairs.
     void setGroups(const QList<QPair<QString, QString>>& groups);
+    // The fields that may be dropped here; others are refused.
+    void setAcceptedFields(const QStringList& fields) { m_accepted = fields; }
     // The label of the hint (shown while there are no chips).
     QLabel* hintLabel() const { return m_hint; }
 
@@ -43,6 +45,7 @@ private:
     QHBoxLayout* m_layout = nullptr;
     QLabel* m_hint = nullptr;
     QList<QWidget*> m_chips;
+    QStringList m_accepted;
 };
 
 // A header whose sections that can group (by the model's header data) can be dragged to a strip.

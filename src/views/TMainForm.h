@@ -147,6 +147,8 @@ private:
     void refreshAfterImport();
     // Opens the connection; says so and gives false when it can't.
     bool connectDatabase();
+    // Closes the views, deletes the database file after asking, and connects to a new empty one.
+    bool replaceDatabase();
     void showLatestChain();
     void openExes();
     void ColorDestinationCountries();

@@ -196,7 +196,8 @@ void TMainForm::OpenAllEventsView() {
 }
 
 void TMainForm::CloseAllEventsView() {
-    m_allEventsSearch->cancel();
+    // The import that follows may delete the file: no reader may still hold it.
+    m_allEventsSearch->stop();
     cxGridAllEvents->model()->clear();
     cxGridAllEvents->setBusy(false);
     m_masterRowReader.reset();

@@ -2,6 +2,7 @@
 #include "views/TMainForm.h"
 
 #include "import/TImportForm.h"
+#include "import/elastic/TImportElasticLogsForm.h"
 #include "store/TMainDataModule.h"
 #include "store/TPagedQuery.h"
 #include "toolkit/MessageService.h"
@@ -28,7 +29,7 @@ bool TMainForm::connectDatabase() {
     return true;
 }
 
-void TMainForm::ImportSysmonLogsMenuItemClick() {
+bool TMainForm::replaceDatabase() {
     // The views' queries go down with the connection.
     CloseExes();
     CloseImages();
@@ -44,15 +45,19 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
                 "existing "
                 "database, close Kelvane, move the database file 'KelvaneDB' to another folder or simply "
                 "rename it, and then try to import the data again."))
-            return;
+            return false;
         if (!QFile::remove(m_databasePath)) {
             MessageService::message(this,
                                     "Error deleting existing database file, please close Kelvane, delete the "
                                     "file 'KelvaneDB' and try again");
-            return;
+            return false;
         }
     }
-    if (!connectDatabase())
+    return connectDatabase();
+}
+
+void TMainForm::ImportSysmonLogsMenuItemClick() {
+    if (!replaceDatabase())
         return;
     const QString fileName =
         MessageService::openFileName(this, "Import Sysmon XML Events", QString(), "XML Files (*.xml)");
@@ -70,9 +75,15 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
 }
 
 void TMainForm::ImportSysmonElasticsearchlogsMenuItemClick() {
-    // The Elasticsearch import is not part of this build; nothing is touched, the old data stays.
-    MessageService::message(
-        this, "(Experimental) Import Sysmon Elasticsearch logs is not available in this build.");
+    if (!replaceDatabase())
+        return;
+    auto* form = new TImportElasticLogsForm(m_data, this);
+    const int result = MessageService::exec(form);
+    if (result == 1)
+        refreshAfterImport();
+    else if (result == 3)
+        MessageService::message(this, "Something went wrong:\r\n" + form->ErrorMessage().join("\r\n"));
+    delete form;
 }
 
 void TMainForm::refreshAfterImport() {

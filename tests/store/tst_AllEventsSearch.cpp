@@ -32,7 +32,7 @@ INSERT INTO NetworkConnectionDetected (FID, ProcessGuid, ProcessId, Image, Desti
  VALUES (2, '{P1}', 1502, 'C:\Tools\tool.exe', '8.8.8.8', 'ephemeral-only', 'true');
 INSERT INTO ProcessAccessed (FID, SourceProcessGUID, SourceProcessId, TargetProcessGUID, TargetProcessId, GrantedAccess)
  VALUES (4, '{S1}', 9, '{P1}', 1502, 5136);
-INSERT INTO FileCreated (FID, ProcessGuid, Image, TargetFilename) VALUES (5, '{P1}', 'C:\Tools\tool.exe', 'C:\temp\a.txt');
+INSERT INTO FileCreated (FID, ProcessGuid, Image, TargetFilename) VALUES (5, '{P1}', 'C:\Tools\tool.exe', 'C:\temp\Ärger.txt');
 INSERT INTO WMIFilter (FID, Operation, Name, Query) VALUES (6, 'Created', 'evil', 'SELECT * FROM __Instance');
 INSERT INTO ProcessTerminated (FID) VALUES (7);
 INSERT INTO DNSQuery (FID, ProcessGuid, QueryName) VALUES (8, '{P1}', 'example.org'), (99, '{X}', 'example.org');
@@ -92,6 +92,8 @@ private slots:
         QTest::newRow("percent is a wildcard") << "100%" << QList<qint64>{1};
         QTest::newRow("underscore is a wildcard") << "child_x" << QList<qint64>{3};
         QTest::newRow("ASCII case ignored") << "TOOL.EXE" << QList<qint64>{1, 2, 5};
+        QTest::newRow("only ASCII case is ignored") << "ärger" << QList<qint64>{};
+        QTest::newRow("ASCII folded beside other letters") << "ÄRGER.TXT" << QList<qint64>{5};
         QTest::newRow("WMI query") << "__instance" << QList<qint64>{6};
         QTest::newRow("not searched: port name, computer") << "ephemeral" << QList<qint64>{};
         QTest::newRow("key without a master row") << "example.org" << QList<qint64>{8};
@@ -272,6 +274,12 @@ private slots:
         QCOMPARE(*finished.first().first().value<EventIds>(), (std::vector<std::int64_t>{6}));
         QTRY_COMPARE(index.count(), 1);
         QVERIFY(!task.searching());
+        // Stopped before an import: nothing more comes, and the file is free.
+        task.search(m_path, "");
+        task.stop();
+        QVERIFY(!task.searching());
+        QTest::qWait(100);
+        QCOMPARE(finished.count(), 1);
     }
 
     void queryCommand() {

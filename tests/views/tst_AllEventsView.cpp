@@ -35,14 +35,17 @@ INSERT INTO AllEvents (GID, UtcTime, EventType, EventTypeName, CorrelationGuid, 
  (3, '2024-01-01 10:00:03.000', 1, 'Process Create', '{C1}', 'WS-02', '-'),
  (4, '2024-01-01 10:00:01.000', 10, 'Process Accessed', '{S1}', 'WS-01', '-'),
  (5, '2024-01-01 10:00:02.000', 11, 'File Created', '{P1}', 'WS-01', '-'),
- (6, '2024-01-01 10:00:04.000', 19, 'WmiEventFilter activity detected', 'WmiEventFilter', 'WS-02', '-');
+ (6, '2024-01-01 10:00:04.000', 19, 'WmiEventFilter activity detected', 'WmiEventFilter', 'WS-02', '-'),
+ (7, '2024-01-01 10:00:06.000', 22, 'Dns query', '{D1}', 'WS-01', '-');
+INSERT INTO DNSQuery (FID, ProcessGuid, QueryName) VALUES (7, '{D1}', 'b.example'), (7, '{D1}', 'a.example');
 INSERT INTO ProcessCreate (FID, RuleName, UtcTime, ProcessGuid, ProcessId, Image, CommandLine, Hashes, ParentProcessGuid)
  VALUES (1, '-', '2024-01-01 10:00:05.000', '{P1}', 1502, 'C:\Tools\tool.exe', 'tool.exe O''Brien 100%', 'SHA256=FEED', '{ROOT}'),
         (3, '-', '2024-01-01 10:00:03.000', '{C1}', 77, 'C:\Tools\child.exe', 'child', 'SHA1=CAFE', '{P1}');
 INSERT INTO NetworkConnectionDetected (FID, ProcessGuid, ProcessId, DestinationIp) VALUES (2, '{P1}', 1502, '8.8.8.8');
 INSERT INTO ProcessAccessed (FID, SourceProcessGUID, TargetProcessGUID, TargetProcessId) VALUES (4, '{S1}', '{P1}', 1502);
 INSERT INTO FileCreated (FID, ProcessGuid, Image, TargetFilename) VALUES (5, '{P1}', 'C:\Tools\tool.exe', 'C:\a.txt');
-INSERT INTO WMIFilter (FID, UtcTime, Operation, Name, Query) VALUES (6, '2024-01-01 10:00:04.000', 'Created', 'evil', 'SELECT 1');
+INSERT INTO WMIFilter (FID, UtcTime, Operation, Name, Query) VALUES (6, '2024-01-01 10:00:04.000', 'Created', 'evil', 'SELECT 1'),
+ (6, '2024-01-01 10:00:04.000', 'Deleted', 'evil', 'SELECT 2');
 WITH RECURSIVE n(i) AS (SELECT 101 UNION ALL SELECT i + 1 FROM n WHERE i < 1101)
  INSERT INTO AllEvents (GID, UtcTime, EventType, EventTypeName, CorrelationGuid, Computer, RuleName)
  SELECT i, '2024-01-02 00:00:00.000', 11, 'File Created', '{BBBBBBBB-0000-0000-0000-000000001001}', 'WS-03', '-' FROM n;
@@ -102,16 +105,18 @@ class TestAllEventsView : public QObject {
         return list;
     }
 
-    void dropOnStrip(const QString& field) {
+    // Drops a header on the strip as a drag would; false when the strip refuses it.
+    bool dropOnStrip(const QString& field) {
         QMimeData mime;
         mime.setData(ui::TGroupByStrip::MimeType, field.toUtf8());
         // A drop goes where the drag entered last.
         QDragEnterEvent enter(QPoint(10, 10), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(grid()->strip(), &enter);
         if (!enter.isAccepted())
-            return;
+            return false;
         QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(grid()->strip(), &drop);
+        return true;
     }
 
     // Opens the detail of the master row of gid (a top-level row) and gives its widget.
@@ -195,7 +200,7 @@ private slots:
         QFETCH(bool, byEnter);
         QFETCH(QList<qint64>, gids);
         load();
-        QCOMPARE(model()->resultRowCount(), 6 + 1001);
+        QCOMPARE(model()->resultRowCount(), 7 + 1001);
         QAbstractItemModelTester tester(model(), QAbstractItemModelTester::FailureReportingMode::QtTest);
         search(term, byEnter);
         QCOMPARE(shown(), gids);
@@ -203,24 +208,25 @@ private slots:
         QCOMPARE(m_form->allEventsGridDescription().term, term);
         // The empty text after a search shows every event again.
         search("");
-        QCOMPARE(model()->resultRowCount(), 6 + 1001);
+        QCOMPARE(model()->resultRowCount(), 7 + 1001);
     }
 
     void groupsByTypeThenSession() {
         load();
         QAbstractItemModelTester tester(model(), QAbstractItemModelTester::FailureReportingMode::QtTest);
-        dropOnStrip("EventType"); // Event ID can't group
-        dropOnStrip("EventTypeName");
-        QCOMPARE(texts(), (QStringList{"Event Type : File Created (1002)",
+        QVERIFY(!dropOnStrip("EventType")); // Event ID and Time can't group
+        QVERIFY(!dropOnStrip("UtcTime"));
+        QVERIFY(dropOnStrip("EventTypeName"));
+        QCOMPARE(texts(), (QStringList{"Event Type : Dns query (1)", "Event Type : File Created (1002)",
                                        "Event Type : Network Connection Detected (1)",
                                        "Event Type : Process Accessed (1)", "Event Type : Process Create (2)",
                                        "Event Type : WmiEventFilter activity detected (1)"}));
-        dropOnStrip("CorrelationGuid");
-        const QModelIndex files = model()->index(0, 0);
+        QVERIFY(dropOnStrip("CorrelationGuid"));
+        const QModelIndex files = model()->index(1, 0);
         QCOMPARE(texts(files), (QStringList{"Process GUID : {BBBBBBBB-0000-0000-0000-000000001001} (1001)",
                                             "Process GUID : {P1} (1)"}));
         QCOMPARE(shown(model()->index(1, 0, files)), QList<qint64>{5});
-        QCOMPARE(texts(model()->index(3, 0)),
+        QCOMPARE(texts(model()->index(4, 0)),
                  (QStringList{"Process GUID : {C1} (1)", "Process GUID : {P1} (1)"}));
         QCOMPARE(m_form->allEventsGridDescription().groupFields,
                  (QStringList{"EventTypeName", "CorrelationGuid"}));
@@ -228,11 +234,11 @@ private slots:
         QVERIFY(!grid()->strip()->hintLabel()->isVisible());
         // Removing the outer chip leaves the session grouping alone.
         QTest::mouseClick(grid()->strip()->findChild<QToolButton*>("GroupChipEventTypeName"), Qt::LeftButton);
-        QCOMPARE(texts().size(), 5);
+        QCOMPARE(texts().size(), 6);
         QCOMPARE(texts().first(), QString("Process GUID : WmiEventFilter (1)"));
         QTest::mouseClick(grid()->strip()->findChild<QToolButton*>("GroupChipCorrelationGuid"),
                           Qt::LeftButton);
-        QCOMPARE(model()->rowCount(), 6 + 1001);
+        QCOMPARE(model()->rowCount(), 7 + 1001);
         QVERIFY(grid()->strip()->hintLabel()->isVisible());
     }
 
@@ -263,6 +269,43 @@ private slots:
         auto* form = m_form->findChild<ui::TWMIFilterForm*>();
         QVERIFY(form);
         QVERIFY(form->isVisible());
+    }
+
+    // DNS queries sort and filter by every column, WMI filters by all but FID, the others by none.
+    void detailTools_data() {
+        QTest::addColumn<qint64>("gid");
+        QTest::addColumn<int>("column");
+        QTest::addColumn<QString>("keep");
+        QTest::addColumn<QStringList>("sorted");
+        QTest::addColumn<int>("shown");
+        QTest::newRow("DNS by query name")
+            << qint64(7) << 5 << "a.example" << QStringList{"b.example", "a.example"} << 1;
+        QTest::newRow("DNS by FID") << qint64(7) << 0 << "7" << QStringList{"7", "7"} << 2;
+        QTest::newRow("WMI by operation")
+            << qint64(6) << 2 << "Created" << QStringList{"Deleted", "Created"} << 1;
+        QTest::newRow("WMI not by FID") << qint64(6) << 0 << "nothing" << QStringList{"6", "6"} << 2;
+        QTest::newRow("process create by none")
+            << qint64(1) << 4 << "nothing" << QStringList{"C:\\Tools\\tool.exe"} << 1;
+    }
+    void detailTools() {
+        QFETCH(qint64, gid);
+        QFETCH(int, column);
+        QFETCH(QString, keep);
+        QFETCH(QStringList, sorted);
+        QFETCH(int, shown);
+        load();
+        ui::TDetailRowWidget* detail = openDetail(gid);
+        QVERIFY(detail);
+        detail->sortColumn(column, Qt::DescendingOrder);
+        QStringList cells;
+        for (int row = 0; row < detail->rowCount(); ++row)
+            cells << detail->cellText(row, column);
+        QCOMPARE(cells, sorted);
+        detail->filterColumn(column, keep);
+        int visible = 0;
+        for (int row = 0; row < detail->rowCount(); ++row)
+            visible += detail->rowShown(row) ? 1 : 0;
+        QCOMPARE(visible, shown);
     }
 
     void parentGuidOpensThatSession() {

@@ -94,6 +94,9 @@ class TestMapView : public QObject {
 
     // Gives the eight connections their countries, as a geolocating import would, and loads them.
     void setCountriesAndLoad(const QStringList& codes) {
+        // The all-events search that follows an import reads on a connection of its own: let it end
+        // before writing.
+        QTRY_VERIFY(!m_form->allEventsSearchRunning());
         m_data->OpenDatabase();
         for (int i = 0; i < codes.size(); ++i)
             m_data->connection().exec(
