@@ -2,6 +2,7 @@
 
 #include "details/SessionChainWindow.h"
 #include "details/TDetailFormFactory.h"
+#include "output/gui/ExportFlows.h"
 #include "settings/TSysmonEventData.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/Icons.h"
@@ -147,17 +148,7 @@ void TSessionViewForm::SpeedButtonZoomClick() {
 }
 
 void TSessionViewForm::SpeedButtonExportClick() {
-    if (!FFirstNode) {
-        MessageService::message(this, QStringLiteral("No content to export!"));
-        return;
-    }
-    const QString fileName = MessageService::saveFileName(this, QStringLiteral("Export Diagram to Bitmap"),
-                                                          QString(), QStringLiteral("BMP Files (*.BMP)"));
-    if (fileName.isEmpty())
-        return;
-    const QImage image = EventsDiagram->renderToImage();
-    if (image.isNull() || !image.save(fileName, "BMP"))
-        throw std::runtime_error("Unable to write the bitmap " + fileName.toStdString());
+    output::exportDiagramToBitmap(this, *EventsDiagram, FFirstNode != nullptr, scSaveDialogExportToBMP);
 }
 
 } // namespace kelvane::ui

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "toolkit/MessageService.h"
+
 #include <QString>
 #include <QWidget>
 
@@ -44,6 +46,8 @@ private:
     QToolButton* SpeedButtonZoom = nullptr;
     QToolButton* SpeedButtonExport = nullptr;
     TNodeDiagram* EventsDiagram = nullptr;
+    MessageService::SaveDialog scSaveDialogExportToBMP{"Export Diagram to Bitmap", "BMP Files (*.BMP)",
+                                                       QString(), true};
 
     QString FFSessionGUID;
     TDiagramNode* FFirstNode = nullptr;

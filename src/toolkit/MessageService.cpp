@@ -1,9 +1,12 @@
 #include "toolkit/MessageService.h"
 
 #include <QApplication>
+#include <QDesktopServices>
 #include <QDialog>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QMessageBox>
+#include <QUrl>
 
 namespace kelvane::ui {
 namespace {
@@ -101,6 +104,57 @@ QString MessageService::saveFileName(QWidget* parent, const QString& caption, co
         return name;
     }
     return QFileDialog::getSaveFileName(ownerFor(parent), caption, directory, filter);
+}
+
+namespace {
+
+QString suffixOf(const QString& defaultExtension) {
+    QString suffix = defaultExtension;
+    while (suffix.startsWith('*') || suffix.startsWith('.'))
+        suffix.remove(0, 1);
+    return suffix;
+}
+
+} // namespace
+
+QString MessageService::saveFileName(QWidget* parent, const SaveDialog& dialog, const QString& directory) {
+    const QString suffix = suffixOf(dialog.defaultExtension);
+    if (g_script) {
+        g_script->m_records.push_back({"save", dialog.title, dialog.filter, dialog.defaultExtension});
+        if (g_script->m_fileNames.empty())
+            return {};
+        QString name = g_script->m_fileNames.front();
+        g_script->m_fileNames.pop_front();
+        // What the real dialog does before it returns: the default extension, then the question.
+        if (!name.isEmpty() && !suffix.isEmpty() && QFileInfo(name).suffix().isEmpty())
+            name += '.' + suffix;
+        if (!name.isEmpty() && dialog.overwritePrompt && QFileInfo::exists(name) &&
+            !confirmOverwrite(parent, name))
+            return {};
+        return name;
+    }
+    QFileDialog box(ownerFor(parent), dialog.title, directory, dialog.filter);
+    box.setAcceptMode(QFileDialog::AcceptSave);
+    box.setFileMode(QFileDialog::AnyFile);
+    box.setDefaultSuffix(suffix);
+    if (!dialog.overwritePrompt)
+        box.setOption(QFileDialog::DontConfirmOverwrite);
+    if (box.exec() != QDialog::Accepted || box.selectedFiles().isEmpty())
+        return {};
+    return box.selectedFiles().constFirst();
+}
+
+bool MessageService::confirmOverwrite(QWidget* parent, const QString& fileName) {
+    return question(parent, QFileInfo(fileName).fileName() + " already exists.\nDo you want to replace it?");
+}
+
+void MessageService::openDocument(QWidget* parent, const QString& fileName) {
+    Q_UNUSED(parent);
+    if (g_script) {
+        g_script->m_records.push_back({"document", QString(), fileName});
+        return;
+    }
+    QDesktopServices::openUrl(QUrl::fromLocalFile(fileName));
 }
 
 int MessageService::exec(QDialog* dialog) {

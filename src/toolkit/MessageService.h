@@ -27,15 +27,33 @@ public:
                                 const QString& filter);
     static QString saveFileName(QWidget* parent, const QString& caption, const QString& directory,
                                 const QString& filter);
+
+    // A save dialog as a form declares it. defaultExtension may be written as a pattern ("*.HTML"); a
+    // name typed without an extension gets it. With overwritePrompt, an existing file is replaced only
+    // after the user agreed.
+    struct SaveDialog {
+        QString title;
+        QString filter;
+        QString defaultExtension;
+        bool overwritePrompt = true;
+    };
+    static QString saveFileName(QWidget* parent, const SaveDialog& dialog,
+                                const QString& directory = QString());
+    // The dialog's question before a file is replaced; true when the user agrees.
+    static bool confirmOverwrite(QWidget* parent, const QString& fileName);
+    // Hands a finished file to the user's viewer for its type.
+    static void openDocument(QWidget* parent, const QString& fileName);
     // Runs a modal form and gives its result code.
     static int exec(QDialog* dialog);
 
     // What a script saw: one entry per call, "message: text", "question: text", "open: caption",
-    // "save: caption" or "exec: objectName".
+    // "save: caption", "exec: objectName" or "document: file name". A save dialog's text is its filter, its
+    // detail the default extension.
     struct Record {
         QString kind;
         QString title;
         QString text;
+        QString detail = {};
     };
 };
 

@@ -1,5 +1,6 @@
 #include "views/TMainForm.h"
 
+#include "output/gui/ExportFlows.h"
 #include "settings/TPreferencesForm.h"
 #include "store/AllEventsLayout.h"
 #include "store/AllEventsSearch.h"
@@ -70,7 +71,9 @@ QString TMainForm::defaultDatabasePath() {
 
 TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget* parent)
     : QMainWindow(parent), m_data(data),
-      m_databasePath(databasePath.isEmpty() ? defaultDatabasePath() : databasePath) {
+      m_databasePath(databasePath.isEmpty() ? defaultDatabasePath() : databasePath),
+      scSaveDialogExportToBMP(output::bitmapSaveDialog()), scSaveDialogExportToHTML(output::htmlSaveDialog()),
+      scSaveDialogExportToXLSX(output::xlsxSaveDialog()), scSaveDialogExportToPDF(output::pdfSaveDialog()) {
     setObjectName("MainForm");
     setWindowTitle("Kelvane");
     QFont font("Tahoma");
@@ -94,6 +97,7 @@ TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget
     setCentralWidget(PageControlMain);
 
     buildMenu();
+    connectExportButtons();
     FormCreate();
 }
 

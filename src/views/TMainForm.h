@@ -1,6 +1,7 @@
 #pragma once
 
 #include "store/NetworkTrafficGrid.h"
+#include "toolkit/MessageService.h"
 
 #include <QMainWindow>
 #include <QStringList>
@@ -21,6 +22,12 @@ class QToolButton;
 class QWidget;
 
 namespace kelvane {
+namespace output {
+struct GridDescription;
+}
+namespace sql {
+class Database;
+}
 class ProcessHierarchy;
 class NetworkTrafficModel;
 class AllEventsGridDescription;
@@ -100,6 +107,15 @@ public:
     // What the grid of a country's connections shows (for the exports).
     const NetworkTrafficGrid& networkTraffic() const { return m_networkTraffic; }
 
+    // Exports of the hierarchy, the map view and the all-events grid.
+    void SpeedButtonExportHierarchyClick();
+    void SpeedButtonExportAllDataToPDFClick();
+    void SpeedButtonExportAllDataToXLSXClick();
+    void SpeedButtonExportAllDataToHTMLClick();
+    void SpeedButtonExportMapViewToPDFClick();
+    void SpeedButtonExportMapViewToXLSXClick();
+    void SpeedButtonExportMapViewToHTMLClick();
+
     // All events view: the search, run by Enter and by Go.
     void cxButtonEditAllEventsSearchTextPropertiesButtonClick();
     void cxButtonEditAllEventsSearchTextKeyPress(int key);
@@ -123,6 +139,11 @@ private:
     QWidget* buildHierarchyTab();
     QWidget* buildEventFilterPanel();
     void installMenuShortcuts();
+    void connectExportButtons();
+    // The open database for a grid's export; none before data is loaded (the grids are empty then).
+    sql::Database* exportDatabase();
+    output::GridDescription networkEventsExportGrid() const;
+    output::GridDescription allEventsExportGrid() const;
     void refreshAfterImport();
     // Opens the connection; says so and gives false when it can't.
     bool connectDatabase();
@@ -149,6 +170,12 @@ private:
     bool FDataLoaded = false;
     QStringList FSelectedSessions;
     ui::TDiagramNode* TopNode = nullptr;
+
+    // The save dialogs of the exports.
+    ui::MessageService::SaveDialog scSaveDialogExportToBMP;
+    ui::MessageService::SaveDialog scSaveDialogExportToHTML;
+    ui::MessageService::SaveDialog scSaveDialogExportToXLSX;
+    ui::MessageService::SaveDialog scSaveDialogExportToPDF;
 
     QTabWidget* PageControlMain = nullptr;
     QWidget* TabSheetImages = nullptr;

@@ -3,6 +3,7 @@
 
 #include "details/SessionChainWindow.h"
 #include "details/TDetailFormFactory.h"
+#include "output/gui/ExportFlows.h"
 #include "settings/TSysmonEventData.h"
 #include "store/SessionEvents.h"
 #include "store/TMainDataModule.h"
@@ -153,17 +154,8 @@ void TMainForm::SpeedButtonClearClick() {
 }
 
 void TMainForm::SpeedButtonExportProcessViewToPDFClick() {
-    if (!FFirstNode) {
-        MessageService::message(this, "No content to export!");
-        return;
-    }
-    const QString fileName =
-        MessageService::saveFileName(this, "Export Diagram to Bitmap", QString(), "BMP Files (*.BMP)");
-    if (fileName.isEmpty())
-        return;
-    // Saved under the name as chosen: no extension is added.
-    if (!EventsDiagram->renderToImage().save(fileName, "BMP"))
-        MessageService::message(this, "Unable to write the bitmap " + fileName);
+    // A bitmap, whatever the button's name says.
+    output::exportDiagramToBitmap(this, *EventsDiagram, FFirstNode != nullptr, scSaveDialogExportToBMP);
 }
 
 } // namespace kelvane
