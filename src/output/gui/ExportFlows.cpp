@@ -1,5 +1,6 @@
 #include "output/gui/ExportFlows.h"
 
+#include "output/BmpStreamWriter.h"
 #include "output/HtmlGridWriter.h"
 #include "output/XlsxGridWriter.h"
 #include "output/gui/PdfReport.h"
@@ -58,6 +59,12 @@ void exportDiagramToBitmap(QWidget* owner, ui::TNodeDiagram& diagram, bool hasCo
                            const MessageService::SaveDialog& dialog) {
     if (!hasContent) {
         MessageService::message(owner, "No content to export!");
+        return;
+    }
+    // A drawing no bitmap can hold is told before the user picks a name for it.
+    const QSize size = diagram.drawingSize();
+    if (const auto problem = BmpStreamWriter::sizeProblem(size.width(), size.height())) {
+        MessageService::message(owner, *problem);
         return;
     }
     const QString fileName = MessageService::saveFileName(owner, dialog);
