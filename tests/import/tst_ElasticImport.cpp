@@ -160,10 +160,6 @@ QList<QByteArray> documents(Shape shape, const QList<Event>& events, const QStri
     return out;
 }
 
-QString serverFor(const ElasticTestServer& server) {
-    return "127.0.0.1";
-}
-
 } // namespace
 
 class TestElasticImport : public QObject {

@@ -1,11 +1,8 @@
+#include "LocalHttpServer.h"
 #include "import/TIPGeolocator.h"
 
 #include <QElapsedTimer>
-#include <QHash>
-#include <QMutex>
 #include <QNetworkProxy>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTest>
 #include <QThread>
 
@@ -17,91 +14,12 @@ using kelvane::TIPGeolocator;
 
 namespace {
 
-// A small HTTP server on 127.0.0.1 with scripted answers by path, one request per connection.
-// It runs on a thread of its own, since the thread under test blocks while it waits.
-class ScriptedHttpServer {
-public:
-    struct Answer {
-        int status = 200;
-        QByteArray body;
-        bool silent = false; // take the request and never answer
-    };
-
-    ScriptedHttpServer() {
-        m_context.moveToThread(&m_thread);
-        m_thread.start();
-        QMetaObject::invokeMethod(
-            &m_context,
-            [this] {
-                auto* server = new QTcpServer(&m_context);
-                QObject::connect(server, &QTcpServer::newConnection, server, [this, server] {
-                    while (QTcpSocket* socket = server->nextPendingConnection())
-                        QObject::connect(socket, &QTcpSocket::readyRead, socket,
-                                         [this, socket] { read(socket); });
-                });
-                if (server->listen(QHostAddress::LocalHost, 0))
-                    m_port = server->serverPort();
-            },
-            Qt::BlockingQueuedConnection);
-    }
-    ~ScriptedHttpServer() {
-        QMetaObject::invokeMethod(
-            &m_context, [this] { qDeleteAll(m_context.children()); }, Qt::BlockingQueuedConnection);
-        m_thread.quit();
-        m_thread.wait();
-    }
-
-    quint16 port() const { return m_port; }
-    void setAnswer(const QByteArray& path, const Answer& answer) {
-        QMutexLocker lock(&m_mutex);
-        m_answers.insert(path, answer);
-    }
-    // The head of each request received: request line and headers.
-    QList<QByteArray> heads() const {
-        QMutexLocker lock(&m_mutex);
-        return m_heads;
-    }
-    void clear() {
-        QMutexLocker lock(&m_mutex);
-        m_heads.clear();
-        m_answers.clear();
-    }
-
-private:
-    void read(QTcpSocket* socket) {
-        const QByteArray buffer = socket->property("buffer").toByteArray() + socket->readAll();
-        socket->setProperty("buffer", buffer);
-        const qsizetype end = buffer.indexOf("\r\n\r\n");
-        if (end < 0)
-            return;
-        const QByteArray head = buffer.left(end + 2);
-        Answer answer{404, "no such page"};
-        {
-            QMutexLocker lock(&m_mutex);
-            m_heads << head;
-            answer = m_answers.value(head.split(' ').value(1).split('?').value(0), answer);
-        }
-        if (answer.silent)
-            return;
-        socket->write("HTTP/1.1 " + QByteArray::number(answer.status) +
-                      " Scripted\r\nContent-Type: application/json\r\nContent-Length: " +
-                      QByteArray::number(answer.body.size()) + "\r\nConnection: close\r\n\r\n" + answer.body);
-        socket->disconnectFromHost();
-    }
-
-    QThread m_thread;
-    QObject m_context;
-    quint16 m_port = 0;
-    mutable QMutex m_mutex;
-    QHash<QByteArray, Answer> m_answers;
-    QList<QByteArray> m_heads;
-};
-
-// The import worker is a thread without an event loop of its own; so is this one.
+// The import worker is a thread without an event loop of its own; so is this one. The server answers
+// on this thread meanwhile.
 bool runOnWorker(const std::function<void()>& job) {
     std::unique_ptr<QThread> worker(QThread::create(job));
     worker->start();
-    if (worker->wait(QDeadlineTimer(20000)))
+    if (QTest::qWaitFor([&] { return worker->isFinished(); }, 20000))
         return true;
     worker->terminate();
     worker->wait();
@@ -121,19 +39,17 @@ private slots:
         // Requests must reach the local server, whatever the environment says about proxies.
         QNetworkProxyFactory::setUseSystemConfiguration(false);
         QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
-        m_server = std::make_unique<ScriptedHttpServer>();
-        QVERIFY(m_server->port() != 0);
+        QVERIFY(m_server.port() != 0);
     }
-    void init() { m_server->clear(); }
-    void cleanupTestCase() { m_server.reset(); }
+    void init() { m_server.clear(); }
 
     void lookup_data();
     void lookup();
     void requestForm();
 
 private:
-    QString host() const { return QStringLiteral("127.0.0.1:%1").arg(m_server->port()); }
-    std::unique_ptr<ScriptedHttpServer> m_server;
+    QString host() const { return QStringLiteral("127.0.0.1:%1").arg(m_server.port()); }
+    LocalHttpServer m_server;
 };
 
 void tst_IPGeolocator::lookup_data() {
@@ -181,7 +97,7 @@ void tst_IPGeolocator::lookup() {
     QFETCH(bool, geoError);
     QFETCH(int, requests);
 
-    m_server->setAnswer("/" + address.toUtf8(), {status, body, status == kSilent});
+    m_server.setAnswer("/" + address.toUtf8(), {status, body, "OK", status == kSilent});
     TIPGeolocator geolocator(QStringLiteral("KEY"), host());
     geolocator.setTransferTimeout(status == kSilent ? 300 : 10000);
     // Rows written before any answer hold empty text, not NULL.
@@ -204,11 +120,11 @@ void tst_IPGeolocator::lookup() {
     QCOMPARE(geolocator.FCountry, country);
     QCOMPARE(geolocator.FCountryCode, code);
     QCOMPARE(geolocator.FGeoError, geoError);
-    QCOMPARE(m_server->heads().size(), requests);
+    QCOMPARE(m_server.heads().size(), requests);
 }
 
 void tst_IPGeolocator::requestForm() {
-    m_server->setAnswer("/8.8.8.8", {200, R"({"country_name":"United States","country_code":"US"})"});
+    m_server.setAnswer("/8.8.8.8", {200, R"({"country_name":"United States","country_code":"US"})"});
     TIPGeolocator geolocator(QStringLiteral("KEY"), host());
 
     // A second worker thread must work too: nothing may stay bound to the first one.
@@ -217,7 +133,7 @@ void tst_IPGeolocator::requestForm() {
     QVERIFY(runOnWorker([&] { second = geolocator.GetIPLocation(QStringLiteral("8.8.8.8")); }));
     QVERIFY(first && second);
 
-    const QList<QByteArray> heads = m_server->heads();
+    const QList<QByteArray> heads = m_server.heads();
     QCOMPARE(heads.size(), 2);
     const QList<QByteArray> lines = heads.first().split('\n');
     QCOMPARE(lines.first().trimmed(), QByteArray("GET /8.8.8.8?access_key=KEY HTTP/1.1"));

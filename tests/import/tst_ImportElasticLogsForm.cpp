@@ -99,23 +99,6 @@ private slots:
         m_form->setPageSize(2);
     }
 
-    void controlsAtStart() {
-        QCOMPARE(m_form->windowTitle(), QString("Importing Sysmon Events (Experimental)"));
-        QCOMPARE(find<QLabel>("LabelMessage")->text(),
-                 QString("Please note that this operation might take some time"));
-        QCOMPARE(find<QLabel>("LabelServerAddress")->text(), QString("Elasticsearch server address"));
-        QCOMPARE(find<QLineEdit>("EditElasticServer")->text(), QString());
-        QCOMPARE(find<QLineEdit>("EditPort")->text(), QString("9200"));
-        QCOMPARE(find<QLineEdit>("EditPassword")->echoMode(), QLineEdit::Password);
-        QCOMPARE(find<QLabel>("LabelCheckAll")->text(), QString("Select All"));
-        QCOMPARE(find<QLabel>("LabelSelectDataToImport")->text(), QString("Select data to import"));
-        QCOMPARE(find<QPushButton>("ButtonOkCancel")->text(), QString("Cancel"));
-        QCOMPARE(find<QCheckBox>("CheckBoxPerformIPGeoMapping")->text(),
-                 QString("Geolocate IP (Might be slower and will be skipped on connection errors)"));
-        QCOMPARE(find<QListWidget>("CheckListBoxTables")->count(), 0);
-        QCOMPARE(find<QProgressBar>("dxActivityIndicator")->maximum(), 1); // still
-    }
-
     void importWithNothingTickedIsStuck_data() {
         QTest::addColumn<bool>("connectFirst");
         QTest::newRow("after Connect") << true;

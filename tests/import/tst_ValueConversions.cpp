@@ -57,24 +57,18 @@ private slots:
     void utcTime_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("stored"); // empty: no date
-        QTest::newRow("sysmon") << "2019-04-27 15:57:25.868"
-                                << "2019-04-27 15:57:25.868";
-        QTest::newRow("short fraction is milliseconds") << "2019-04-27 15:57:25.12"
-                                                        << "2019-04-27 15:57:25.012";
-        QTest::newRow("fraction above 999") << "2019-04-27 15:57:25.1234"
-                                            << "";
-        QTest::newRow("no fraction") << "2019-04-27 15:57:25"
-                                     << "";
-        QTest::newRow("empty fraction") << "2019-04-27 15:57:25."
-                                        << "";
-        QTest::newRow("bad month") << "2019-13-27 15:57:25.000"
-                                   << "";
-        QTest::newRow("29 february") << "2020-02-29 00:00:00.000"
-                                     << "2020-02-29 00:00:00.000";
-        QTest::newRow("no 29 february") << "2019-02-29 00:00:00.000"
-                                        << "";
-        QTest::newRow("iso form") << "2019-04-27T15:57:25.868Z"
-                                  << "";
+        const auto row = [](const char* tag, const char* text, const char* stored) {
+            QTest::newRow(tag) << text << stored;
+        };
+        row("sysmon", "2019-04-27 15:57:25.868", "2019-04-27 15:57:25.868");
+        row("short fraction is milliseconds", "2019-04-27 15:57:25.12", "2019-04-27 15:57:25.012");
+        row("fraction above 999", "2019-04-27 15:57:25.1234", "");
+        row("no fraction", "2019-04-27 15:57:25", "");
+        row("empty fraction", "2019-04-27 15:57:25.", "");
+        row("bad month", "2019-13-27 15:57:25.000", "");
+        row("29 february", "2020-02-29 00:00:00.000", "2020-02-29 00:00:00.000");
+        row("no 29 february", "2019-02-29 00:00:00.000", "");
+        row("iso form", "2019-04-27T15:57:25.868Z", "");
     }
     void utcTime() {
         QFETCH(QString, text);
@@ -88,10 +82,11 @@ private slots:
     void localeDates_data() {
         QTest::addColumn<QString>("locale");
         QTest::addColumn<QString>("text");
-        QTest::newRow("en_US") << "en_US"
-                               << "4/27/19 3:57:25 PM";
-        QTest::newRow("de_DE") << "de_DE"
-                               << "27.04.19 15:57:25";
+        const auto row = [](const char* tag, const char* locale, const char* text) {
+            QTest::newRow(tag) << locale << text;
+        };
+        row("en_US", "en_US", "4/27/19 3:57:25 PM");
+        row("de_DE", "de_DE", "27.04.19 15:57:25");
     }
     void localeDates() {
         QFETCH(QString, locale);

@@ -114,32 +114,22 @@ void TestUtilities::isPrivateIPAddressRejectsBadText() {
 void TestUtilities::extractDomainName_data() {
     QTest::addColumn<QString>("input");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("scheme, host and path") << "http://a.example.org/path/x"
-                                           << "example.org";
-    QTest::newRow("host and path") << "www.example.org/index.html"
-                                   << "example.org";
-    QTest::newRow("no public suffix list") << "sub.example.co.uk"
-                                           << "co.uk";
-    QTest::newRow("single label after scheme") << "https://intranet/x"
-                                               << "*intranet";
-    QTest::newRow("single label") << "intranet"
-                                  << "intranet";
-    QTest::newRow("address") << "192.0.2.7"
-                             << "2.7";
-    QTest::newRow("port kept") << "example.org:8080"
-                               << "example.org:8080";
-    QTest::newRow("port after scheme") << "http://www.example.org:8080/a"
-                                       << "example.org:8080";
-    QTest::newRow("two labels") << "example.org"
-                                << "example.org";
-    QTest::newRow("empty") << ""
-                           << "";
-    QTest::newRow("trailing dot") << "www.example.org."
-                                  << "org.";
-    QTest::newRow("scheme only") << "http://"
-                                 << "*";
-    QTest::newRow("path before scheme mark") << "a/b//c.d"
-                                             << "";
+    const auto row = [](const char* tag, const char* input, const char* expected) {
+        QTest::newRow(tag) << QString(input) << QString(expected);
+    };
+    row("scheme, host and path", "http://a.example.org/path/x", "example.org");
+    row("host and path", "www.example.org/index.html", "example.org");
+    row("no public suffix list", "sub.example.co.uk", "co.uk");
+    row("single label after scheme", "https://intranet/x", "*intranet");
+    row("single label", "intranet", "intranet");
+    row("address", "192.0.2.7", "2.7");
+    row("port kept", "example.org:8080", "example.org:8080");
+    row("port after scheme", "http://www.example.org:8080/a", "example.org:8080");
+    row("two labels", "example.org", "example.org");
+    row("empty", "", "");
+    row("trailing dot", "www.example.org.", "org.");
+    row("scheme only", "http://", "*");
+    row("path before scheme mark", "a/b//c.d", "");
 }
 
 void TestUtilities::extractDomainName() {

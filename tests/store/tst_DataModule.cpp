@@ -24,6 +24,13 @@ private:
     QTemporaryDir m_dir;
     int m_counter = 0;
     QString newPath() { return m_dir.filePath(QString("db%1").arg(++m_counter)); }
+    // A fresh database with every table.
+    std::unique_ptr<TMainDataModule> database() {
+        auto data = std::make_unique<TMainDataModule>();
+        data->setDatabasePath(newPath());
+        data->BuildDatabaseStructure();
+        return data;
+    }
 
 private slots:
     void freshDatabaseHasEveryTable() {
@@ -70,17 +77,15 @@ private slots:
     void hasImportedData() {
         QFETCH(QString, setup);
         QFETCH(bool, expected);
-        TMainDataModule data;
-        data.setDatabasePath(newPath());
-        data.BuildDatabaseStructure();
+        auto built = database();
+        TMainDataModule& data = *built;
         data.connection().exec(setup.toStdString());
         QCOMPARE(data.HasImportedData(), expected);
     }
 
     void deleteAllEmptiesButKeysKeepRising() {
-        TMainDataModule data;
-        data.setDatabasePath(newPath());
-        data.BuildDatabaseStructure();
+        auto built = database();
+        TMainDataModule& data = *built;
         data.OpenDatabaseAndTables();
         TTableDataset& master = data.dataset("AlleventsTable");
         for (int i = 0; i < 3; ++i) {
@@ -100,9 +105,8 @@ private slots:
     }
 
     void unassignedColumnsTakeTheirDefaults() {
-        TMainDataModule data;
-        data.setDatabasePath(newPath());
-        data.BuildDatabaseStructure();
+        auto built = database();
+        TMainDataModule& data = *built;
         data.OpenDatabaseAndTables();
         TTableDataset& net = data.dataset("NetworkconnectiondetectedTable");
         net.append();
@@ -132,31 +136,20 @@ private slots:
         QTest::addColumn<QString>("field");
         QTest::addColumn<QString>("value");
         QTest::addColumn<QString>("stored");
+        const auto row = [](const char* tag, const char* dataset, const char* field, const QString& value,
+                            const QString& stored) {
+            QTest::newRow(tag) << dataset << field << value << stored;
+        };
         const QString longPath = "C:\\" + QString(297, 'a');
-        QTest::newRow("image 300 -> 256") << "ProcesscreateTable"
-                                          << "Image" << longPath << longPath.left(256);
-        QTest::newRow("ipv6 address -> 15") << "AllipaddressesTable"
-                                            << "IPAddress"
-                                            << "fe80::1c2d:3e4f:5a6b:7c8d"
-                                            << "fe80::1c2d:3e4f";
-        QTest::newRow("source ip keeps 40") << "NetworkconnectiondetectedTable"
-                                            << "SourceIp"
-                                            << "fe80::1c2d:3e4f:5a6b:7c8d"
-                                            << "fe80::1c2d:3e4f:5a6b:7c8d";
-        QTest::newRow("multi-byte counts characters") << "AllportsTable"
-                                                      << "Port"
-                                                      << "äöüßéèx"
-                                                      << "äöüßéè";
-        QTest::newRow("astral counts two units") << "AllportsTable"
-                                                 << "Port"
-                                                 << "ab😀cde"
-                                                 << "ab😀cd";
-        QTest::newRow("astral not split") << "AllportsTable"
-                                          << "Port"
-                                          << "abcde😀"
-                                          << "abcde";
-        QTest::newRow("default width 20") << "AllportsTable"
-                                          << "PortName" << QString(25, 'p') << QString(20, 'p');
+        row("image 300 -> 256", "ProcesscreateTable", "Image", longPath, longPath.left(256));
+        row("ipv6 address -> 15", "AllipaddressesTable", "IPAddress", "fe80::1c2d:3e4f:5a6b:7c8d",
+            "fe80::1c2d:3e4f");
+        row("source ip keeps 40", "NetworkconnectiondetectedTable", "SourceIp", "fe80::1c2d:3e4f:5a6b:7c8d",
+            "fe80::1c2d:3e4f:5a6b:7c8d");
+        row("multi-byte counts characters", "AllportsTable", "Port", "äöüßéèx", "äöüßéè");
+        row("astral counts two units", "AllportsTable", "Port", "ab😀cde", "ab😀cd");
+        row("astral not split", "AllportsTable", "Port", "abcde😀", "abcde");
+        row("default width 20", "AllportsTable", "PortName", QString(25, 'p'), QString(20, 'p'));
     }
 
     void textsAreCutToTheFieldWidth() {
@@ -164,9 +157,8 @@ private slots:
         QFETCH(QString, field);
         QFETCH(QString, value);
         QFETCH(QString, stored);
-        TMainDataModule data;
-        data.setDatabasePath(newPath());
-        data.BuildDatabaseStructure();
+        auto built = database();
+        TMainDataModule& data = *built;
         data.OpenDatabaseAndTables();
         TTableDataset& ds = data.dataset(dataset);
         ds.append();
@@ -181,25 +173,22 @@ private slots:
         QTest::addColumn<QString>("dataset");
         QTest::addColumn<QString>("field");
         QTest::addColumn<QString>("message");
-        QTest::newRow("binding has no computer field") << "WmibindingTable"
-                                                       << "Computer"
-                                                       << "WmibindingTable: Field 'Computer' not found";
-        QTest::newRow("master has no original file name")
-            << "AlleventsTable"
-            << "OriginalFileName"
-            << "AlleventsTable: Field 'OriginalFileName' not found";
-        QTest::newRow("key is read-only") << "AlleventsTable"
-                                          << "GID"
-                                          << "AlleventsTable: Field 'GID' cannot be modified";
+        const auto row = [](const char* tag, const char* dataset, const char* field, const char* message) {
+            QTest::newRow(tag) << dataset << field << message;
+        };
+        row("binding has no computer field", "WmibindingTable", "Computer",
+            "WmibindingTable: Field 'Computer' not found");
+        row("master has no original file name", "AlleventsTable", "OriginalFileName",
+            "AlleventsTable: Field 'OriginalFileName' not found");
+        row("key is read-only", "AlleventsTable", "GID", "AlleventsTable: Field 'GID' cannot be modified");
     }
 
     void datasetFailures() {
         QFETCH(QString, dataset);
         QFETCH(QString, field);
         QFETCH(QString, message);
-        TMainDataModule data;
-        data.setDatabasePath(newPath());
-        data.BuildDatabaseStructure();
+        auto built = database();
+        TMainDataModule& data = *built;
         data.OpenDatabaseAndTables();
         TTableDataset& ds = data.dataset(dataset);
         ds.append();
@@ -212,9 +201,8 @@ private slots:
     }
 
     void pendingRowIsPostedByTheNextAppend() {
-        TMainDataModule data;
-        data.setDatabasePath(newPath());
-        data.BuildDatabaseStructure();
+        auto built = database();
+        TMainDataModule& data = *built;
         data.OpenDatabaseAndTables();
         TTableDataset& binding = data.dataset("WmibindingTable");
         binding.append();
@@ -240,9 +228,8 @@ private slots:
     }
 
     void namedQueries() {
-        TMainDataModule data;
-        data.setDatabasePath(newPath());
-        data.BuildDatabaseStructure();
+        auto built = database();
+        TMainDataModule& data = *built;
         data.connection().exec(
             "INSERT INTO AllEvents (UtcTime, EventType, CorrelationGuid) VALUES "
             "('2024-01-01 10:00:00.002', 1, '{abc}'), ('2024-01-01 10:00:00.001', 3, '{ABC}'), "

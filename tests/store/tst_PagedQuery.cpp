@@ -54,41 +54,29 @@ private slots:
         QTest::addColumn<QList<int>>("rows");
         QTest::addColumn<QStringList>("texts");
 
+        const auto row = [](const char* tag, const QString& sql, const char* kind, const char* filter,
+                            int count, const QList<int>& rows, const QStringList& texts) {
+            QTest::newRow(tag) << sql << kind << filter << count << rows << texts;
+        };
         const QString all = "SELECT name, kind FROM T ORDER BY id";
-        QTest::newRow("start, middle, end") << all << ""
-                                            << "" << kRows << QList<int>{0, 199, 200, 50000, kRows - 1}
-                                            << QStringList{"row000000|Alpha", "row000199|", "row000200|Alpha",
-                                                           "row050000|Alpha", "row099999|"};
-        QTest::newRow("past the end") << all << ""
-                                      << "" << kRows << QList<int>{kRows, -1} << QStringList{"", ""};
-        QTest::newRow("trailing semicolon")
-            << "SELECT name FROM T ORDER BY id ;\n"
-            << ""
-            << "" << kRows << QList<int>{kRows - 1} << QStringList{"row099999"};
-        QTest::newRow("closing line comment") << "SELECT name FROM T ORDER BY id -- last"
-                                              << ""
-                                              << "" << kRows << QList<int>{1} << QStringList{"row000001"};
-        QTest::newRow("group by with a named parameter")
-            << "SELECT kind, COUNT(*) AS n FROM T WHERE LOWER(kind) = LOWER(:Kind) GROUP BY kind;"
-            << "ALPHA"
-            << "" << 2 << QList<int>{0, 1} << QStringList{"Alpha|25000", "alpha|25000"};
-        QTest::newRow("filter by first column, any case")
-            << all << ""
-            << "ROW0999" << 100 << QList<int>{0, 99, 100} << QStringList{"row099900|Alpha", "row099999|", ""};
-        QTest::newRow("filter over a group by")
-            << "SELECT kind FROM T WHERE LOWER(kind) = LOWER(:Kind) GROUP BY kind"
-            << "alpha"
-            << "lph" << 2 << QList<int>{1} << QStringList{"alpha"};
-        QTest::newRow("filter on an expression column")
-            << "SELECT LOWER(kind), COUNT(*) FROM T GROUP BY LOWER(kind)"
-            << ""
-            << "ALP" << 1 << QList<int>{0} << QStringList{"alpha|50000"};
-        QTest::newRow("underscore found literally") << "SELECT kind FROM T GROUP BY kind"
-                                                    << ""
-                                                    << "_" << 1 << QList<int>{0} << QStringList{"be_ta"};
-        QTest::newRow("percent found literally") << "SELECT kind FROM T GROUP BY kind"
-                                                 << ""
-                                                 << "%" << 0 << QList<int>{0} << QStringList{""};
+        row("start, middle, end", all, "", "", kRows, {0, 199, 200, 50000, kRows - 1},
+            {"row000000|Alpha", "row000199|", "row000200|Alpha", "row050000|Alpha", "row099999|"});
+        row("past the end", all, "", "", kRows, {kRows, -1}, {"", ""});
+        row("trailing semicolon", "SELECT name FROM T ORDER BY id ;\n", "", "", kRows, {kRows - 1},
+            {"row099999"});
+        row("closing line comment", "SELECT name FROM T ORDER BY id -- last", "", "", kRows, {1},
+            {"row000001"});
+        row("group by with a named parameter",
+            "SELECT kind, COUNT(*) AS n FROM T WHERE LOWER(kind) = LOWER(:Kind) GROUP BY kind;", "ALPHA", "",
+            2, {0, 1}, {"Alpha|25000", "alpha|25000"});
+        row("filter by first column, any case", all, "", "ROW0999", 100, {0, 99, 100},
+            {"row099900|Alpha", "row099999|", ""});
+        row("filter over a group by", "SELECT kind FROM T WHERE LOWER(kind) = LOWER(:Kind) GROUP BY kind",
+            "alpha", "lph", 2, {1}, {"alpha"});
+        row("filter on an expression column", "SELECT LOWER(kind), COUNT(*) FROM T GROUP BY LOWER(kind)", "",
+            "ALP", 1, {0}, {"alpha|50000"});
+        row("underscore found literally", "SELECT kind FROM T GROUP BY kind", "", "_", 1, {0}, {"be_ta"});
+        row("percent found literally", "SELECT kind FROM T GROUP BY kind", "", "%", 0, {0}, {""});
     }
 
     void rows() {

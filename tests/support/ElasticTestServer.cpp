@@ -123,7 +123,7 @@ public:
     int m_refuse = 0;
     int m_loseAfter = -1;
     int m_surplus = 0;
-    int m_pageLimit = 10000;
+    static constexpr int kPageLimit = 10000; // a page holds at most this many hits
     int m_nextContext = 1;
     qint64 m_nextOrdinal = 0;
     QSslCertificate m_certificate;
@@ -514,7 +514,7 @@ private:
                    hits.begin();
         }
         ++it->pages;
-        const qsizetype size = std::min<qsizetype>(request.value("size").toInt(10), m_pageLimit);
+        const qsizetype size = std::min<qsizetype>(request.value("size").toInt(10), kPageLimit);
         return raw(page(hits, from, size, true, "\"pit_id\":\"" + id.toUtf8() + "\",", false), 200);
     }
 
@@ -527,7 +527,7 @@ private:
         context.scroll = true;
         context.hits = matching(indices, request.value("query"));
         const QString id = QString("scroll-%1").arg(m_nextContext++);
-        const qsizetype size = std::min<qsizetype>(request.value("size").toInt(10), m_pageLimit);
+        const qsizetype size = std::min<qsizetype>(request.value("size").toInt(10), kPageLimit);
         context.position = size;
         context.pages = 1;
         m_contexts.insert(id, context);
@@ -647,11 +647,6 @@ void ElasticTestServer::setCountSurplus(int surplus) {
     d->m_surplus = surplus;
 }
 
-void ElasticTestServer::setPageLimit(int hits) {
-    QMutexLocker lock(&d->m_mutex);
-    d->m_pageLimit = hits;
-}
-
 QStringList ElasticTestServer::requests() const {
     QMutexLocker lock(&d->m_mutex);
     return d->m_requests;
@@ -665,12 +660,6 @@ QStringList ElasticTestServer::authorizations() const {
 int ElasticTestServer::openContexts() const {
     QMutexLocker lock(&d->m_mutex);
     return static_cast<int>(d->m_contexts.size());
-}
-
-void ElasticTestServer::clearRequests() {
-    QMutexLocker lock(&d->m_mutex);
-    d->m_requests.clear();
-    d->m_authorizations.clear();
 }
 
 bool ElasticTestServer::makeCertificate(const QString& folder, QString& certificateFile, QString& keyFile) {

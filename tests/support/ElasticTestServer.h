@@ -46,14 +46,12 @@ public:
     void refuseNextSearches(int times);    // 429 rejected execution before a page
     void loseContextAfterPages(int pages); // then every page of that context: 404 context missing
     void setCountSurplus(int surplus);     // _count says this many more than match
-    void setPageLimit(int hits);           // a page holds at most this many hits
 
     // What was asked: "POST /winlogbeat-6/_count", without query strings; the Authorization header
     // values seen are kept apart.
     QStringList requests() const;
     QStringList authorizations() const;
     int openContexts() const;
-    void clearRequests();
 
     // Makes a throw-away self-signed certificate for 127.0.0.1 and localhost in folder; false without
     // openssl. Its SHA-256 fingerprint is what a client is asked to trust.

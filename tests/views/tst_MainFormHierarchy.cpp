@@ -129,8 +129,6 @@ private slots:
         TDiagramNode* top = m_form->topNode();
         QVERIFY(top);
         QCOMPARE(diagram()->topLevelCount(), 1);
-        QCOMPARE(top->shape(), TDiagramNode::Shape::Ellipse);
-        QCOMPARE(QSize(top->width(), top->height()), QSize(50, 50));
         QVERIFY(!top->hasRecord() && top->text().isEmpty());
         const QString expected = "0\ttop\t\t\t9370DB\n"
                                  "1\ttoplevel\tx.exe\t\tEE82EE\n"
