@@ -7,6 +7,7 @@
 #include "store/TMainDataModule.h"
 #include "toolkit/Icons.h"
 #include "toolkit/MessageService.h"
+#include "toolkit/SpeedButton.h"
 #include "toolkit/TLinkGrid.h"
 #include "toolkit/TNodeDiagram.h"
 #include "views/TAboutForm.h"
@@ -37,16 +38,6 @@ namespace kelvane {
 using ui::MessageService;
 
 namespace {
-
-QToolButton* speedButton(QWidget* parent, const char* name, const char* icon, const QString& hint) {
-    auto* button = new QToolButton(parent);
-    button->setObjectName(name);
-    button->setIcon(ui::icon(icon));
-    button->setToolTip(hint);
-    button->setAutoRaise(true);
-    button->setIconSize(QSize(20, 20));
-    return button;
-}
 
 QFrame* panel(QWidget* parent, const char* name) {
     auto* frame = new QFrame(parent);
@@ -296,11 +287,11 @@ QWidget* TMainForm::buildProcessViewTab() {
     auto* toolbar = panel(drawing, "PanelDrawingOptions");
     auto* toolbarLayout = new QHBoxLayout(toolbar);
     toolbarLayout->setContentsMargins(4, 2, 4, 2);
-    SpeedButtonZoom = speedButton(toolbar, "SpeedButtonZoom", "fit", "Fit Diagram");
+    SpeedButtonZoom = ui::speedButton(toolbar, "SpeedButtonZoom", "fit", "Fit Diagram");
     SpeedButtonZoom->setCheckable(true);
-    auto* clear = speedButton(toolbar, "SpeedButtonClear", "clear", QString());
+    auto* clear = ui::speedButton(toolbar, "SpeedButtonClear", "clear", QString());
     auto* exportButton =
-        speedButton(toolbar, "SpeedButtonExportProcessViewToPDF", "export-bmp", "Export Diagram");
+        ui::speedButton(toolbar, "SpeedButtonExportProcessViewToPDF", "export-bmp", "Export Diagram");
     toolbarLayout->addWidget(SpeedButtonZoom);
     toolbarLayout->addWidget(clear);
     toolbarLayout->addWidget(exportButton);

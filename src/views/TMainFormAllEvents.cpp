@@ -9,6 +9,7 @@
 #include "store/AllEventsSearchTask.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/Icons.h"
+#include "toolkit/SpeedButton.h"
 #include "toolkit/TGroupedEventsModel.h"
 #include "toolkit/TGroupingGrid.h"
 
@@ -43,16 +44,6 @@ private:
     std::function<void()> m_onResize;
 };
 
-QToolButton* exportButton(QWidget* parent, const char* name, const char* icon, const QString& hint) {
-    auto* button = new QToolButton(parent);
-    button->setObjectName(name);
-    button->setIcon(ui::icon(icon));
-    button->setToolTip(hint);
-    button->setAutoRaise(true);
-    button->setIconSize(QSize(20, 20));
-    return button;
-}
-
 } // namespace
 
 QWidget* TMainForm::buildAllEventsTab() {
@@ -70,11 +61,11 @@ QWidget* TMainForm::buildAllEventsTab() {
     searchLayout->setContentsMargins(4, 4, 4, 4);
     // The export actions belong to the exports; the buttons stand here from the start.
     searchLayout->addWidget(
-        exportButton(search, "SpeedButtonExportAllDataToPDF", "export-pdf", "Export to PDF"));
+        ui::speedButton(search, "SpeedButtonExportAllDataToPDF", "export-pdf", "Export to PDF"));
     searchLayout->addWidget(
-        exportButton(search, "SpeedButtonExportAllDataToXLSX", "export-xlsx", "Export to XLSX"));
+        ui::speedButton(search, "SpeedButtonExportAllDataToXLSX", "export-xlsx", "Export to XLSX"));
     searchLayout->addWidget(
-        exportButton(search, "SpeedButtonExportAllDataToHTML", "export-html", "Export to HTML"));
+        ui::speedButton(search, "SpeedButtonExportAllDataToHTML", "export-html", "Export to HTML"));
     searchLayout->addStretch();
     // The box is placed by PanelSearchAllEventsAlignPosition, not by the layout.
     cxButtonEditAllEventsSearchText = new QLineEdit(search);

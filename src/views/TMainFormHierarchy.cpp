@@ -3,6 +3,7 @@
 #include "store/ProcessHierarchy.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/Icons.h"
+#include "toolkit/SpeedButton.h"
 #include "toolkit/TNodeDiagram.h"
 #include "views/TMainForm.h"
 
@@ -19,16 +20,6 @@
 namespace kelvane {
 
 namespace {
-
-QToolButton* hierarchyButton(QWidget* parent, const char* name, const char* icon, const QString& hint) {
-    auto* button = new QToolButton(parent);
-    button->setObjectName(name);
-    button->setIcon(ui::icon(icon));
-    button->setToolTip(hint);
-    button->setAutoRaise(true);
-    button->setIconSize(QSize(20, 20));
-    return button;
-}
 
 // The wait cursor for as long as a generation runs, whatever way it ends.
 struct WaitCursor {
@@ -65,13 +56,13 @@ QWidget* TMainForm::buildHierarchyTab() {
     auto* topLayout = new QHBoxLayout(top);
     topLayout->setContentsMargins(4, 2, 4, 2);
     auto* generate =
-        hierarchyButton(top, "SpeedButtonGenerateProcessHierarchy", "generate",
+        ui::speedButton(top, "SpeedButtonGenerateProcessHierarchy", "generate",
                         "Generate Diagram\nThis may take time depending on the size of collected data");
-    SpeedButtonHierarchyZoom = hierarchyButton(top, "SpeedButtonHierarchyZoom", "fit", "Fit Diagram");
+    SpeedButtonHierarchyZoom = ui::speedButton(top, "SpeedButtonHierarchyZoom", "fit", "Fit Diagram");
     SpeedButtonHierarchyZoom->setCheckable(true);
     topLayout->addWidget(generate);
     topLayout->addWidget(SpeedButtonHierarchyZoom);
-    topLayout->addWidget(hierarchyButton(top, "SpeedButtonExportHierarchy", "export-bmp", "Export Diagram"));
+    topLayout->addWidget(ui::speedButton(top, "SpeedButtonExportHierarchy", "export-bmp", "Export Diagram"));
     ProgressBarHierarchy = new QProgressBar(top);
     ProgressBarHierarchy->setObjectName("ProgressBarHierarchy");
     ProgressBarHierarchy->setMaximumWidth(240);

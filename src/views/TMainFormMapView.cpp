@@ -5,6 +5,7 @@
 #include "store/DestinationCountries.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/Icons.h"
+#include "toolkit/SpeedButton.h"
 #include "toolkit/TLinkDelegate.h"
 #include "toolkit/TSizePanel.h"
 #include "toolkit/TWorldMap.h"
@@ -22,16 +23,6 @@ namespace kelvane {
 namespace {
 
 const QColor kLitCountry(0xF5, 0x66, 0x2D);
-
-QToolButton* exportButton(QWidget* parent, const char* name, const char* icon, const QString& hint) {
-    auto* button = new QToolButton(parent);
-    button->setObjectName(name);
-    button->setIcon(ui::icon(icon));
-    button->setToolTip(hint);
-    button->setAutoRaise(true);
-    button->setIconSize(QSize(20, 20));
-    return button;
-}
 
 } // namespace
 
@@ -92,11 +83,11 @@ QWidget* TMainForm::buildMapViewTab() {
     auto* toolbarLayout = new QHBoxLayout(toolbar);
     toolbarLayout->setContentsMargins(0, 0, 0, 0);
     toolbarLayout->addWidget(
-        exportButton(toolbar, "SpeedButtonExportMapViewToPDF", "export-pdf", "Export to PDF"));
+        ui::speedButton(toolbar, "SpeedButtonExportMapViewToPDF", "export-pdf", "Export to PDF"));
     toolbarLayout->addWidget(
-        exportButton(toolbar, "SpeedButtonExportMapViewToXLSX", "export-xlsx", "Export to XLSX"));
+        ui::speedButton(toolbar, "SpeedButtonExportMapViewToXLSX", "export-xlsx", "Export to XLSX"));
     toolbarLayout->addWidget(
-        exportButton(toolbar, "SpeedButtonExportMapViewToHTML", "export-html", "Export to HTML"));
+        ui::speedButton(toolbar, "SpeedButtonExportMapViewToHTML", "export-html", "Export to HTML"));
     toolbarLayout->addStretch();
     topLayout->addWidget(toolbar);
     auto* note = new QLabel(
