@@ -9,6 +9,8 @@
 #include "toolkit/TGroupingGrid.h"
 #include "views/TMainForm.h"
 
+#include "MainWindowFixture.h"
+
 #include <QAbstractItemModelTester>
 #include <QLabel>
 #include <QLineEdit>
@@ -61,10 +63,10 @@ class TestAllEventsView : public QObject {
     Q_OBJECT
 
     QTemporaryDir m_dir;
-    std::unique_ptr<TSharedResourcesModule> m_settings;
-    std::unique_ptr<TMainDataModule> m_data;
-    std::unique_ptr<TMainForm> m_form;
-    int m_counter = 0;
+    testing::MainWindowFixture m_window;
+    std::unique_ptr<TSharedResourcesModule>& m_settings = m_window.settings;
+    std::unique_ptr<TMainDataModule>& m_data = m_window.data;
+    std::unique_ptr<TMainForm>& m_form = m_window.form;
 
     template <class T> T* find(const QString& name) { return m_form->findChild<T*>(name); }
     TGroupingGrid* grid() { return find<TGroupingGrid>("cxGridAllEvents"); }
@@ -144,33 +146,16 @@ class TestAllEventsView : public QObject {
 
 private slots:
     void init() {
-        ++m_counter;
-        m_settings =
-            std::make_unique<TSharedResourcesModule>(m_dir.filePath(QString("s%1.ini").arg(m_counter)));
-        SharedResourcesModule = m_settings.get();
-        m_data = std::make_unique<TMainDataModule>();
-        MainDataModule = m_data.get();
-        const QString path = m_dir.filePath(QString("KelvaneDB%1").arg(m_counter));
-        m_data->setDatabasePath(path);
-        m_data->BuildDatabaseStructure();
-        m_data->connection().exec(kPopulate);
-        m_data->CloseDatabase();
-        m_form = std::make_unique<TMainForm>(*m_data, path);
-        m_form->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_form.get()));
+        QVERIFY(m_window.start(m_dir, [](TMainDataModule& data, const QString& path) {
+            data.setDatabasePath(path);
+            data.BuildDatabaseStructure();
+            data.connection().exec(kPopulate);
+            data.CloseDatabase();
+        }));
         find<QTabWidget>("PageControlMain")->setCurrentWidget(find<QWidget>("TabSheetAllEvents"));
     }
 
-    void cleanup() {
-        for (QWidget* w : QApplication::topLevelWidgets())
-            if (qobject_cast<ui::TSessionViewForm*>(w))
-                delete w;
-        m_form.reset();
-        m_data.reset();
-        m_settings.reset();
-        MainDataModule = nullptr;
-        SharedResourcesModule = nullptr;
-    }
+    void cleanup() { m_window.stop(); }
 
     void nothingBeforeALoad() {
         QVERIFY(grid()->emptyTextShown());

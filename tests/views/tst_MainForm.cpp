@@ -9,6 +9,8 @@
 #include "toolkit/TPropertyGrid.h"
 #include "views/TMainForm.h"
 
+#include "MainWindowFixture.h"
+
 #include <QCheckBox>
 #include <QDialog>
 #include <QImage>
@@ -22,6 +24,7 @@
 #include <QtTest>
 
 using namespace kelvane;
+using kelvane::testing::runImportDialog;
 using ui::MessageScript;
 using ui::TDiagramNode;
 using ui::TLinkGrid;
@@ -66,21 +69,6 @@ QByteArray sampleLog() {
     return log.utf8();
 }
 
-// Runs the import dialog as a user would: Import, wait for the end, Ok.
-int runImportDialog(QDialog* dialog) {
-    auto* import = dialog->findChild<QPushButton*>("ButtonImport");
-    auto* okCancel = dialog->findChild<QPushButton*>("ButtonOkCancel");
-    QTest::mouseClick(import, Qt::LeftButton);
-    if (!QTest::qWaitFor([&] { return okCancel->isEnabled() || dialog->result() != 0; }, 30000))
-        return -1;
-    if (dialog->result() != 0)
-        return dialog->result();
-    if (okCancel->text() != "Ok")
-        return -2;
-    QTest::mouseClick(okCancel, Qt::LeftButton);
-    return dialog->result();
-}
-
 QStringList rows(TLinkGrid* grid) {
     QStringList list;
     for (int r = 0; r < grid->model()->rowCount(); ++r)
@@ -116,10 +104,10 @@ class TestMainForm : public QObject {
 
     QTemporaryDir m_dir;
     QString m_log;
-    std::unique_ptr<TSharedResourcesModule> m_settings;
-    std::unique_ptr<TMainDataModule> m_data;
-    std::unique_ptr<TMainForm> m_form;
-    int m_counter = 0;
+    testing::MainWindowFixture m_window;
+    std::unique_ptr<TSharedResourcesModule>& m_settings = m_window.settings;
+    std::unique_ptr<TMainDataModule>& m_data = m_window.data;
+    std::unique_ptr<TMainForm>& m_form = m_window.form;
 
     template <class T> T* find(const QString& name) { return m_form->findChild<T*>(name); }
     TLinkGrid* grid(const char* name) { return find<TLinkGrid>(name); }
@@ -139,27 +127,9 @@ private slots:
         file.write(sampleLog());
     }
 
-    void init() {
-        m_settings = std::make_unique<TSharedResourcesModule>(
-            m_dir.filePath(QString("settings%1.ini").arg(++m_counter)));
-        SharedResourcesModule = m_settings.get();
-        m_data = std::make_unique<TMainDataModule>();
-        MainDataModule = m_data.get();
-        m_form = std::make_unique<TMainForm>(*m_data, m_dir.filePath(QString("KelvaneDB%1").arg(m_counter)));
-        m_form->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_form.get()));
-    }
+    void init() { QVERIFY(m_window.start(m_dir)); }
 
-    void cleanup() {
-        for (QWidget* w : QApplication::topLevelWidgets())
-            if (w != m_form.get() && qobject_cast<ui::TSessionViewForm*>(w))
-                delete w;
-        m_form.reset();
-        m_data.reset();
-        m_settings.reset();
-        MainDataModule = nullptr;
-        SharedResourcesModule = nullptr;
-    }
+    void cleanup() { m_window.stop(); }
 
     void startsEmpty() {
         QCOMPARE(m_form->windowTitle(), QString("Kelvane"));
@@ -221,7 +191,8 @@ private slots:
         m_form.reset();
         m_data = std::make_unique<TMainDataModule>();
         MainDataModule = m_data.get();
-        m_form = std::make_unique<TMainForm>(*m_data, m_dir.filePath(QString("KelvaneDB%1").arg(m_counter)));
+        m_form = std::make_unique<TMainForm>(*m_data,
+                                             m_dir.filePath(QString("KelvaneDB%1").arg(m_window.counter)));
         m_form->show();
         m_form->LoadExistingDataMenuItemClick();
         QVERIFY(m_form->dataLoaded());

@@ -7,6 +7,8 @@
 #include "toolkit/TWorldMap.h"
 #include "views/TMainForm.h"
 
+#include "MainWindowFixture.h"
+
 #include <QFile>
 #include <QImage>
 #include <QLineEdit>
@@ -64,15 +66,17 @@ class TestMainFormExports : public QObject {
     Q_OBJECT
 
     QTemporaryDir m_dir;
-    std::unique_ptr<TSharedResourcesModule> m_settings;
-    std::unique_ptr<TMainDataModule> m_data;
-    std::unique_ptr<TMainForm> m_form;
-    int m_counter = 0;
+    testing::MainWindowFixture m_window;
+    std::unique_ptr<TSharedResourcesModule>& m_settings = m_window.settings;
+    std::unique_ptr<TMainDataModule>& m_data = m_window.data;
+    std::unique_ptr<TMainForm>& m_form = m_window.form;
 
     void click(const char* button) {
         QTest::mouseClick(m_form->findChild<QToolButton*>(button), Qt::LeftButton);
     }
-    QString file(const QString& name) { return m_dir.filePath(QString("%1-%2").arg(m_counter).arg(name)); }
+    QString file(const QString& name) {
+        return m_dir.filePath(QString("%1-%2").arg(m_window.counter).arg(name));
+    }
 
     void load() {
         m_data->BuildDatabaseStructure();
@@ -103,25 +107,9 @@ class TestMainFormExports : public QObject {
     }
 
 private slots:
-    void init() {
-        QStandardPaths::setTestModeEnabled(true);
-        m_settings =
-            std::make_unique<TSharedResourcesModule>(m_dir.filePath(QString("s%1.ini").arg(++m_counter)));
-        SharedResourcesModule = m_settings.get();
-        m_data = std::make_unique<TMainDataModule>();
-        MainDataModule = m_data.get();
-        m_form = std::make_unique<TMainForm>(*m_data, m_dir.filePath(QString("KelvaneDB%1").arg(m_counter)));
-        m_form->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_form.get()));
-    }
+    void init() { QVERIFY(m_window.start(m_dir)); }
 
-    void cleanup() {
-        m_form.reset();
-        m_data.reset();
-        m_settings.reset();
-        MainDataModule = nullptr;
-        SharedResourcesModule = nullptr;
-    }
+    void cleanup() { m_window.stop(); }
 
     void withoutData() {
         MessageScript script;

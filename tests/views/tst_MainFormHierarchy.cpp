@@ -6,6 +6,8 @@
 #include "toolkit/TNodeDiagram.h"
 #include "views/TMainForm.h"
 
+#include "MainWindowFixture.h"
+
 #include <QProgressBar>
 #include <QScrollBar>
 #include <QSignalSpy>
@@ -68,10 +70,10 @@ class TestMainFormHierarchy : public QObject {
     Q_OBJECT
 
     QTemporaryDir m_dir;
-    std::unique_ptr<TSharedResourcesModule> m_settings;
-    std::unique_ptr<TMainDataModule> m_data;
-    std::unique_ptr<TMainForm> m_form;
-    int m_counter = 0;
+    testing::MainWindowFixture m_window;
+    std::unique_ptr<TSharedResourcesModule>& m_settings = m_window.settings;
+    std::unique_ptr<TMainDataModule>& m_data = m_window.data;
+    std::unique_ptr<TMainForm>& m_form = m_window.form;
 
     template <class T> T* find(const QString& name) { return m_form->findChild<T*>(name); }
     TNodeDiagram* diagram() { return find<TNodeDiagram>("ProcessDiagram"); }
@@ -89,25 +91,9 @@ class TestMainFormHierarchy : public QObject {
     }
 
 private slots:
-    void init() {
-        QStandardPaths::setTestModeEnabled(true);
-        m_settings =
-            std::make_unique<TSharedResourcesModule>(m_dir.filePath(QString("s%1.ini").arg(++m_counter)));
-        SharedResourcesModule = m_settings.get();
-        m_data = std::make_unique<TMainDataModule>();
-        MainDataModule = m_data.get();
-        m_form = std::make_unique<TMainForm>(*m_data, m_dir.filePath(QString("KelvaneDB%1").arg(m_counter)));
-        m_form->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_form.get()));
-    }
+    void init() { QVERIFY(m_window.start(m_dir)); }
 
-    void cleanup() {
-        m_form.reset();
-        m_data.reset();
-        m_settings.reset();
-        MainDataModule = nullptr;
-        SharedResourcesModule = nullptr;
-    }
+    void cleanup() { m_window.stop(); }
 
     void withoutDataNothingHappens() {
         ui::MessageScript script;

@@ -8,6 +8,8 @@
 #include "toolkit/TWorldMap.h"
 #include "views/TMainForm.h"
 
+#include "MainWindowFixture.h"
+
 #include <QAbstractItemModelTester>
 #include <QDialog>
 #include <QHeaderView>
@@ -18,6 +20,7 @@
 #include <QtTest>
 
 using namespace kelvane;
+using kelvane::testing::runImportDialog;
 using ui::MessageScript;
 using ui::TWorldMap;
 
@@ -42,18 +45,6 @@ QByteArray networkLog() {
     return log.utf8();
 }
 
-int runImportDialog(QDialog* dialog) {
-    auto* import = dialog->findChild<QPushButton*>("ButtonImport");
-    auto* okCancel = dialog->findChild<QPushButton*>("ButtonOkCancel");
-    QTest::mouseClick(import, Qt::LeftButton);
-    if (!QTest::qWaitFor([&] { return okCancel->isEnabled() || dialog->result() != 0; }, 30000))
-        return -1;
-    if (dialog->result() != 0)
-        return dialog->result();
-    QTest::mouseClick(okCancel, Qt::LeftButton);
-    return dialog->result();
-}
-
 } // namespace
 
 class TestMapView : public QObject {
@@ -61,10 +52,10 @@ class TestMapView : public QObject {
 
     QTemporaryDir m_dir;
     QString m_log;
-    std::unique_ptr<TSharedResourcesModule> m_settings;
-    std::unique_ptr<TMainDataModule> m_data;
-    std::unique_ptr<TMainForm> m_form;
-    int m_counter = 0;
+    testing::MainWindowFixture m_window;
+    std::unique_ptr<TSharedResourcesModule>& m_settings = m_window.settings;
+    std::unique_ptr<TMainDataModule>& m_data = m_window.data;
+    std::unique_ptr<TMainForm>& m_form = m_window.form;
 
     TWorldMap* map() { return m_form->chartMap(); }
     QWidget* panel() { return m_form->findChild<QWidget*>("RzSizePanelNetworkTraffic"); }
@@ -119,27 +110,9 @@ private slots:
         file.write(networkLog());
     }
 
-    void init() {
-        m_settings = std::make_unique<TSharedResourcesModule>(
-            m_dir.filePath(QString("settings%1.ini").arg(++m_counter)));
-        SharedResourcesModule = m_settings.get();
-        m_data = std::make_unique<TMainDataModule>();
-        MainDataModule = m_data.get();
-        m_form = std::make_unique<TMainForm>(*m_data, m_dir.filePath(QString("KelvaneDB%1").arg(m_counter)));
-        m_form->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_form.get()));
-    }
+    void init() { QVERIFY(m_window.start(m_dir)); }
 
-    void cleanup() {
-        for (QWidget* w : QApplication::topLevelWidgets())
-            if (qobject_cast<ui::TSessionViewForm*>(w))
-                delete w;
-        m_form.reset();
-        m_data.reset();
-        m_settings.reset();
-        MainDataModule = nullptr;
-        SharedResourcesModule = nullptr;
-    }
+    void cleanup() { m_window.stop(); }
 
     void startsDarkAndClicksDoNothingBeforeData() {
         for (int i = 0; i < map()->shapeCount(); ++i)
