@@ -2,7 +2,6 @@
 
 #include "import/TEventMapper.h"
 #include "import/TIPGeolocator.h"
-#include "import/TImportController.h"
 #include "import/TImportPipeline.h"
 #include "import/elastic/FlatDocument.h"
 #include "import/elastic/SysmonDocument.h"
@@ -11,7 +10,6 @@
 #include "store/TMainDataModule.h"
 #include "store/TTableDataset.h"
 
-#include <QEventLoop>
 #include <QThread>
 
 namespace kelvane {
@@ -20,11 +18,7 @@ TElasticImportController::TElasticImportController(TMainDataModule& data,
                                                    const ElasticConnectionParams& connection,
                                                    const QString& ipstackKey, bool ipstackConsent,
                                                    const QString& ipstackHost, QObject* parent)
-    : QObject(parent), m_data(data), m_connection(connection), m_key(ipstackKey),
-      m_host(ipstackHost.isEmpty() ? QString(TIPGeolocator::kDefaultHost) : ipstackHost) {
-    const QString trimmedKey = m_key.trimmed();
-    m_keySet = !trimmedKey.isEmpty() && trimmedKey != "EMPTY" && ipstackConsent;
-}
+    : TImportTask(data, ipstackKey, ipstackConsent, ipstackHost, parent), m_connection(connection) {}
 
 TElasticImportController::~TElasticImportController() {
     // The worker uses the data layer and this object's state: it must be gone first.
@@ -41,53 +35,16 @@ void TElasticImportController::prepare() {
 
 void TElasticImportController::ImportData(const QString& tables) {
     m_tables = tables.split(';');
-    m_geolocating = m_geoChecked && m_keySet;
-    m_state = State::Running;
-    if (m_geolocating)
-        m_geolocator = std::make_unique<TIPGeolocator>(m_key, m_host);
-    m_thread = QThread::create([this] { ImportWorker(); });
-    if (!m_thread) {
-        m_report.setModalResult(ImportReport::Abort);
-        m_state = State::Closed;
-        return;
-    }
-    connect(m_thread, &QThread::finished, this, &TElasticImportController::OmniEventMonitorTaskTerminated,
-            Qt::QueuedConnection);
-    m_thread->start();
+    startWorker();
 }
 
 void TElasticImportController::ImportWorker() {
     TImportPipeline pipeline(m_data, m_report);
-    int sinceCommit = 0;
-    const auto afterEvent = [&](std::int64_t events) {
-        m_eventsCount.store(events, std::memory_order_relaxed);
-        if (++sinceCommit >= TImportController::kBatchSize) {
-            sinceCommit = 0;
-            m_data.commitBatch();
-            m_data.beginBatch();
-        }
-    };
-    try {
-        m_data.beginBatch();
-        TQuery& deleteAll = m_data.query("FDQueryDeleteAll");
-        deleteAll.execute(m_data.connection());
-        deleteAll.close();
-        TTableDataset& version = m_data.dataset("KelvaneversionTable");
-        version.append();
-        version.setText("SVersion", schema::kDatabaseVersion);
-        version.post();
+    runInBatches([&](const std::function<void(std::int64_t)>& afterEvent) {
         pipeline.runProducer([this](TDatasetSource& datasets,
                                     const std::function<void()>& endEvent) { produce(datasets, endEvent); },
                              [this] { m_stop = true; }, afterEvent);
-    } catch (const std::exception& e) {
-        m_report.workerFailed(QString::fromUtf8(e.what()));
-    }
-    // Every row posted so far goes into the file, whatever the outcome.
-    try {
-        m_data.commitBatch();
-    } catch (const std::exception& e) {
-        m_report.workerFailed(QString::fromUtf8(e.what()));
-    }
+    });
 }
 
 void TElasticImportController::produce(TDatasetSource& datasets, const std::function<void()>& endEvent) {
@@ -150,27 +107,6 @@ void TElasticImportController::produce(TDatasetSource& datasets, const std::func
         }
         client.disconnect();
     }
-}
-
-void TElasticImportController::OmniEventMonitorTaskTerminated() {
-    if (!m_thread)
-        return;
-    m_thread->deleteLater();
-    m_thread = nullptr;
-    m_report.finished(m_eventsCount.load());
-    m_data.CloseDatabaseAndTables();
-    m_geolocator.reset();
-    m_state = State::Done;
-    emit finished();
-}
-
-void TElasticImportController::waitForEnd() {
-    if (!m_thread)
-        return;
-    QEventLoop loop;
-    connect(this, &TElasticImportController::finished, &loop, &QEventLoop::quit);
-    if (m_thread)
-        loop.exec();
 }
 
 } // namespace kelvane
