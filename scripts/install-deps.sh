@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages Kelvane builds with, when they are missing.
+#   scripts/install-deps.sh [PACKAGE...]    extra packages for one script (the fuzz targets need clang)
 set -euo pipefail
-packages=(build-essential cmake ninja-build pkg-config qt6-base-dev qt6-base-dev-tools qt6-svg-dev libqt6svg6-dev
-          libgl-dev libsqlite3-dev libsimdjson-dev zlib1g-dev libxlsxwriter-dev poppler-utils unzip sqlite3 clang)
+packages=(build-essential cmake ninja-build pkg-config qt6-base-dev qt6-base-dev-tools qt6-svg-dev
+          libgl-dev libsqlite3-dev libsimdjson-dev zlib1g-dev libxlsxwriter-dev poppler-utils unzip sqlite3 "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
