@@ -1,6 +1,7 @@
 // Headless queries of the views: prints what a view shows for a Kelvane database, for scripts and
 // for checking the views against the database. Exits 0, or 2 on bad use or an unusable database.
 #include "store/QueryCommands.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 
 #include <QCoreApplication>
@@ -23,6 +24,7 @@ int usage() {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("kelvane-query");
     QStringList args = app.arguments().mid(1);

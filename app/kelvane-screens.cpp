@@ -9,6 +9,7 @@
 #include "import/TImportController.h"
 #include "import/TImportForm.h"
 #include "settings/TSharedResourcesModule.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/DarkTheme.h"
 #include "toolkit/MessageService.h"
@@ -165,6 +166,7 @@ void awaitVirusTotal(ui::TEventDetailForm* form) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QApplication app(argc, argv);
     QApplication::setApplicationDisplayName("Kelvane");
     ui::applyDarkTheme(app);

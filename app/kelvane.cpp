@@ -3,6 +3,7 @@
 #include "settings/TFormIPStackConfirmationDialog.h"
 #include "settings/TPreferencesForm.h"
 #include "settings/TSharedResourcesModule.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/DarkTheme.h"
 #include "toolkit/TKelvaneApplication.h"
@@ -15,6 +16,7 @@ using namespace kelvane;
 using namespace kelvane::ui;
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     TKelvaneApplication app(argc, argv);
     QApplication::setApplicationName("Kelvane");
     QApplication::setApplicationDisplayName("Kelvane");

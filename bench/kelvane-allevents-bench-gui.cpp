@@ -8,6 +8,7 @@
 #include "store/AllEventsLayout.h"
 #include "store/AllEventsSearch.h"
 #include "store/Schema.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/TGroupedEventsModel.h"
 #include "toolkit/TGroupingGrid.h"
@@ -60,6 +61,7 @@ void ours(std::span<sql::Database* const> readers, const QString& term) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QApplication app(argc, argv);
     if (argc < 2) {
         std::fprintf(stderr, "usage: kelvane-allevents-bench-gui KelvaneDB [TERM]\n");

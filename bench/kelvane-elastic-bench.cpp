@@ -7,6 +7,7 @@
 #include "SysmonLogBuilder.h"
 #include "import/TImportController.h"
 #include "import/elastic/TElasticImportController.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 
 #include <QCoreApplication>
@@ -142,6 +143,7 @@ double peakMegabytes() {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments();
     if (args.value(1) == "serve")

@@ -9,6 +9,7 @@
 #include "output/gui/BandedBitmap.h"
 #include "output/gui/PdfReport.h"
 #include "store/AllEventsGridDescription.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TNodeDiagram.h"
@@ -125,6 +126,7 @@ int exportHierarchy(TMainDataModule& data, const QString& out) {
 }
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QApplication app(argc, argv);
     if (argc < 4 || !QFileInfo(QString::fromLocal8Bit(argv[1])).isFile()) {
         std::fprintf(stderr, "usage: kelvane-export-bench-gui KelvaneDB html|xlsx|pdf|bmp OUT\n");

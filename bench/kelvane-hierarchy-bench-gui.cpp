@@ -4,6 +4,7 @@
 // the diagram is laid out and painted, scroll and fit-to-window frames, and the peak memory. With a
 // FOLDER, pictures of the far right end of the drawing and of the fitted drawing are saved there.
 #include "store/ProcessHierarchy.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/TNodeDiagram.h"
 #include "views/TMainForm.h"
@@ -62,6 +63,7 @@ void printFrames(const char* what, std::vector<double> frames) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QApplication app(argc, argv);
     if (argc < 2 || !QFileInfo(QString::fromLocal8Bit(argv[1])).isFile()) {
         std::fprintf(stderr, "usage: kelvane-hierarchy-bench-gui KelvaneDB [ROUNDS [FOLDER]]\n");

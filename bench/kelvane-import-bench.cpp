@@ -1,6 +1,7 @@
 // Measures one import: kelvane-import-bench LOG.xml [DB]. Prints events/s and the process's peak
 // resident memory, so that speed and memory targets are checked here and not in unit tests.
 #include "import/TImportController.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 
 #include <QCoreApplication>
@@ -16,6 +17,7 @@
 using namespace kelvane;
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments();
     if (args.size() < 2) {

@@ -7,6 +7,7 @@
 // A fixed CPU task runs first and last as the reference of this run, since the machine's speed varies.
 #include "CountryFill.h"
 #include "store/DestinationCountries.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/TWorldMap.h"
 #include "views/TMainForm.h"
@@ -77,6 +78,7 @@ template <class Step> Frames frames(ui::TWorldMap* map, int count, Step step) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QApplication app(argc, argv);
     if (argc < 2) {
         std::fprintf(stderr, "usage: kelvane-map-bench-gui KelvaneDB\n");

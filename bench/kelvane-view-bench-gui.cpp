@@ -2,6 +2,7 @@
 // 1. "Load existing data" until the process view has painted its images list.
 // 2. A session of up to 1000 events, from the click until the diagram has painted it.
 #include "store/SessionEvents.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/TLinkGrid.h"
 #include "toolkit/TNodeDiagram.h"
@@ -21,6 +22,7 @@
 using namespace kelvane;
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QApplication app(argc, argv);
     if (argc < 2) {
         std::fprintf(stderr, "usage: kelvane-view-bench-gui KelvaneDB\n");

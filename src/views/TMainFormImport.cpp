@@ -1,8 +1,10 @@
 // The flows that replace or load the database.
 #include "views/TMainForm.h"
 
+#include "import/TImportController.h"
 #include "import/TImportForm.h"
 #include "import/elastic/TImportElasticLogsForm.h"
+#include "store/DatabaseCheck.h"
 #include "store/TMainDataModule.h"
 #include "store/TPagedQuery.h"
 #include "toolkit/MessageService.h"
@@ -70,6 +72,9 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
     const int result = MessageService::exec(form);
     if (result == 1)
         refreshAfterImport();
+    else if (result == 3 && !form->controller().report().storageFailure().isEmpty())
+        // Not the program's fault, and what was kept can be loaded: say so rather than ask for support.
+        MessageService::message(this, form->controller().report().storageFailure());
     else if (result == 3)
         MessageService::message(this, QString("Something went wrong! Please contact ") + kSupportAddress);
     delete form;
@@ -100,6 +105,13 @@ void TMainForm::refreshAfterImport() {
 }
 
 void TMainForm::LoadExistingDataMenuItemClick() {
+    // Say what is wrong with a file before it is used: in use elsewhere, damaged, of another version.
+    // A missing or empty file goes the usual way, to "no data".
+    const DatabaseCheck check = checkKelvaneDatabase(m_databasePath);
+    if (!check.usable() && check.state != DatabaseCheck::Missing && check.state != DatabaseCheck::Empty) {
+        MessageService::message(this, check.message());
+        return;
+    }
     if (!connectDatabase())
         return;
     if (!m_data.HasImportedData()) {
