@@ -1,7 +1,7 @@
 // Kelvane: the desktop viewer. Reads no command line; its database KelvaneDB lies beside the executable.
-#include "settings/TFormConfirmationDialog.h"
-#include "settings/TFormIPStackConfirmationDialog.h"
-#include "settings/TPreferencesForm.h"
+#include "settings/gui/TFormConfirmationDialog.h"
+#include "settings/gui/TFormIPStackConfirmationDialog.h"
+#include "settings/gui/TPreferencesForm.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/DarkTheme.h"

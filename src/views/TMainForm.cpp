@@ -1,7 +1,7 @@
 #include "views/TMainForm.h"
 
 #include "output/gui/ExportFlows.h"
-#include "settings/TPreferencesForm.h"
+#include "settings/gui/TPreferencesForm.h"
 #include "store/AllEventsLayout.h"
 #include "store/AllEventsSearch.h"
 #include "store/TMainDataModule.h"

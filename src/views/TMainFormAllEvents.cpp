@@ -1,8 +1,8 @@
 // The All Events view: the search panel, the grouping grid of all events and its detail rows.
 #include "views/TMainForm.h"
 
-#include "details/TDetailFormFactory.h"
-#include "details/TSessionViewForm.h"
+#include "details/gui/TDetailFormFactory.h"
+#include "details/gui/TSessionViewForm.h"
 #include "store/AllEventsGridDescription.h"
 #include "store/AllEventsLayout.h"
 #include "store/AllEventsSearch.h"

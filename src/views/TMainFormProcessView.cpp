@@ -1,8 +1,8 @@
 // The process view: images, paths and sessions, the event filter and the session diagram.
 #include "views/TMainForm.h"
 
-#include "details/SessionChainWindow.h"
-#include "details/TDetailFormFactory.h"
+#include "details/gui/SessionChainWindow.h"
+#include "details/gui/TDetailFormFactory.h"
 #include "output/gui/ExportFlows.h"
 #include "settings/TSysmonEventData.h"
 #include "store/SessionEvents.h"

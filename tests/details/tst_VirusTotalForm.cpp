@@ -1,5 +1,5 @@
 #include "LocalHttpServer.h"
-#include "details/TDetailForms.h"
+#include "details/gui/TDetailForms.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"

@@ -1,4 +1,4 @@
-#include "settings/TConsentDialogRule.h"
+#include "settings/gui/TConsentDialogRule.h"
 #include "settings/TSharedResourcesModule.h"
 #include "toolkit/MessageService.h"
 

@@ -1,4 +1,4 @@
-#include "settings/TPreferencesForm.h"
+#include "settings/gui/TPreferencesForm.h"
 #include "settings/TSharedResourcesModule.h"
 
 #include <QLineEdit>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "details/TSessionViewForm.h"
+#include "details/gui/TSessionViewForm.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "views/TMainForm.h"

@@ -1,5 +1,5 @@
 #include "SysmonLogBuilder.h"
-#include "details/TSessionViewForm.h"
+#include "details/gui/TSessionViewForm.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"

@@ -1,4 +1,4 @@
-#include "details/SessionChainWindow.h"
+#include "details/gui/SessionChainWindow.h"
 
 #include "settings/TSysmonEventData.h"
 #include "store/TMainDataModule.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "settings/TTermsDialog.h"
+#include "settings/gui/TTermsDialog.h"
 
 namespace kelvane::ui {
 

@@ -1,4 +1,4 @@
-#include "settings/TFormIPStackConfirmationDialog.h"
+#include "settings/gui/TFormIPStackConfirmationDialog.h"
 
 namespace kelvane::ui {
 

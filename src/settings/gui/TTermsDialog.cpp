@@ -1,4 +1,4 @@
-#include "settings/TTermsDialog.h"
+#include "settings/gui/TTermsDialog.h"
 
 #include <QDesktopServices>
 #include <QHBoxLayout>

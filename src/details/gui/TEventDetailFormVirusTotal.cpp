@@ -1,9 +1,9 @@
 // The VirusTotal panel of the detail forms: the check box with its consent, the tree of answers,
 // the status bar, and the handlers of the hash, address and host name rows.
-#include "details/TEventDetailForm.h"
+#include "details/gui/TEventDetailForm.h"
 
 #include "details/TVirusTotalLookup.h"
-#include "settings/TConsentDialogRule.h"
+#include "settings/gui/TConsentDialogRule.h"
 #include "settings/TSharedResourcesModule.h"
 #include "settings/Utilities.h"
 #include "toolkit/Icons.h"

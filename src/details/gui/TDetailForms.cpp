@@ -1,4 +1,4 @@
-#include "details/TDetailForms.h"
+#include "details/gui/TDetailForms.h"
 
 #include <stdexcept>
 #include <string>

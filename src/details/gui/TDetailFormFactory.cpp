@@ -1,6 +1,6 @@
-#include "details/TDetailFormFactory.h"
+#include "details/gui/TDetailFormFactory.h"
 
-#include "details/TDetailForms.h"
+#include "details/gui/TDetailForms.h"
 #include "settings/TSysmonEventData.h"
 #include "store/EventCatalogue.h"
 #include "toolkit/TNodeDiagram.h"

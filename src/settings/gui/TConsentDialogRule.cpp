@@ -1,7 +1,7 @@
-#include "settings/TConsentDialogRule.h"
+#include "settings/gui/TConsentDialogRule.h"
 
-#include "settings/TFormConfirmationDialog.h"
-#include "settings/TFormIPStackConfirmationDialog.h"
+#include "settings/gui/TFormConfirmationDialog.h"
+#include "settings/gui/TFormIPStackConfirmationDialog.h"
 #include "settings/TSharedResourcesModule.h"
 #include "toolkit/MessageService.h"
 

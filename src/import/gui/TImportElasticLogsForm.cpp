@@ -1,8 +1,8 @@
-#include "import/elastic/TImportElasticLogsForm.h"
+#include "import/gui/TImportElasticLogsForm.h"
 
-#include "import/TImportForm.h"
+#include "import/gui/TImportForm.h"
 #include "import/elastic/TElasticImportController.h"
-#include "settings/TConsentDialogRule.h"
+#include "settings/gui/TConsentDialogRule.h"
 #include "settings/TSharedResourcesModule.h"
 #include "toolkit/MessageService.h"
 #include "views/TMainForm.h"

@@ -1,7 +1,7 @@
-#include "details/TSessionViewForm.h"
+#include "details/gui/TSessionViewForm.h"
 
-#include "details/SessionChainWindow.h"
-#include "details/TDetailFormFactory.h"
+#include "details/gui/SessionChainWindow.h"
+#include "details/gui/TDetailFormFactory.h"
 #include "output/gui/ExportFlows.h"
 #include "settings/TSysmonEventData.h"
 #include "store/TMainDataModule.h"

@@ -1,7 +1,7 @@
-#include "import/TImportForm.h"
+#include "import/gui/TImportForm.h"
 
 #include "import/TImportController.h"
-#include "settings/TConsentDialogRule.h"
+#include "settings/gui/TConsentDialogRule.h"
 #include "settings/TSharedResourcesModule.h"
 #include "toolkit/MessageService.h"
 

@@ -1,4 +1,4 @@
-#include "settings/TFormConfirmationDialog.h"
+#include "settings/gui/TFormConfirmationDialog.h"
 
 namespace kelvane::ui {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "details/TEventDetailForm.h"
+#include "details/gui/TEventDetailForm.h"
 
 namespace kelvane::ui {
 

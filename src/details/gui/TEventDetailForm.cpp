@@ -1,6 +1,6 @@
-#include "details/TEventDetailForm.h"
+#include "details/gui/TEventDetailForm.h"
 
-#include "details/TSessionViewForm.h"
+#include "details/gui/TSessionViewForm.h"
 #include "import/LocaleDateText.h"
 #include "settings/Utilities.h"
 #include "store/EventRowReader.h"
