@@ -1,8 +1,8 @@
 // Kelvane: the desktop viewer. Reads no command line; its database KelvaneDB lies beside the executable.
+#include "settings/TSharedResourcesModule.h"
 #include "settings/gui/TFormConfirmationDialog.h"
 #include "settings/gui/TFormIPStackConfirmationDialog.h"
 #include "settings/gui/TPreferencesForm.h"
-#include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/DarkTheme.h"
 #include "toolkit/TKelvaneApplication.h"

@@ -1,8 +1,8 @@
 // The flows that replace or load the database.
 #include "views/TMainForm.h"
 
-#include "import/gui/TImportForm.h"
 #include "import/gui/TImportElasticLogsForm.h"
+#include "import/gui/TImportForm.h"
 #include "store/TMainDataModule.h"
 #include "store/TPagedQuery.h"
 #include "toolkit/MessageService.h"

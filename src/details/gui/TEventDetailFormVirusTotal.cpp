@@ -3,9 +3,9 @@
 #include "details/gui/TEventDetailForm.h"
 
 #include "details/TVirusTotalLookup.h"
-#include "settings/gui/TConsentDialogRule.h"
 #include "settings/TSharedResourcesModule.h"
 #include "settings/Utilities.h"
+#include "settings/gui/TConsentDialogRule.h"
 #include "toolkit/Icons.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TPropertyGrid.h"

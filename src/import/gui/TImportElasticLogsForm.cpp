@@ -1,9 +1,9 @@
 #include "import/gui/TImportElasticLogsForm.h"
 
-#include "import/gui/TImportForm.h"
 #include "import/elastic/TElasticImportController.h"
-#include "settings/gui/TConsentDialogRule.h"
+#include "import/gui/TImportForm.h"
 #include "settings/TSharedResourcesModule.h"
+#include "settings/gui/TConsentDialogRule.h"
 #include "toolkit/MessageService.h"
 #include "views/TMainForm.h"
 

@@ -1,8 +1,8 @@
 #include "import/gui/TImportForm.h"
 
 #include "import/TImportController.h"
-#include "settings/gui/TConsentDialogRule.h"
 #include "settings/TSharedResourcesModule.h"
+#include "settings/gui/TConsentDialogRule.h"
 #include "toolkit/MessageService.h"
 
 #include <QCheckBox>

@@ -1,8 +1,8 @@
 #include "settings/gui/TConsentDialogRule.h"
 
+#include "settings/TSharedResourcesModule.h"
 #include "settings/gui/TFormConfirmationDialog.h"
 #include "settings/gui/TFormIPStackConfirmationDialog.h"
-#include "settings/TSharedResourcesModule.h"
 #include "toolkit/MessageService.h"
 
 #include <memory>
