@@ -1,6 +1,7 @@
 // Headless importer: runs the import of one Sysmon log (XML or .evtx) into a new database, for scripts,
 // benchmarks and tests. Prints the dialog's label (and status line), exits with the modal result
-// (0 for ok, 3 for abort).
+// (0 for ok, 3 for abort), or 4 when the import ended but left out damaged, stale or repeated records or
+// read chunks that failed their checksum.
 #include "import/TImportController.h"
 #include "import/elastic/TElasticImportController.h"
 #include "settings/TSharedResourcesModule.h"
@@ -17,6 +18,8 @@ using namespace kelvane;
 
 namespace {
 
+constexpr int kExitWithLosses = 4;
+
 // Prints what the dialog would say and gives the exit code, for either import.
 int finish(const ImportReport& report) {
     std::printf("%s\n", qPrintable(report.labelMessage().trimmed()));
@@ -27,15 +30,15 @@ int finish(const ImportReport& report) {
         if (!report.labelMessage().startsWith("Error: "))
             for (const QString& line : report.errorMessage())
                 std::fprintf(stderr, "Error: %s\n", qPrintable(line));
-        if (report.recordsSkipped() > 0)
-            std::fprintf(stderr, "%lld damaged records were skipped\n",
-                         static_cast<long long>(report.recordsSkipped()));
+        for (const QString& line : ImportReport::lossLines(report.readLosses()))
+            std::fprintf(stderr, "%s\n", qPrintable(line));
         if (report.dateFailures() > 0)
             std::fprintf(stderr, "%d time stamps could not be read and were stored as 1899-12-30\n",
                          report.dateFailures());
         return 3;
     }
-    return 0;
+    // Imported, but the log lost records on the way, or some of it is doubtful (the label said what).
+    return report.readLosses().any() ? kExitWithLosses : 0;
 }
 
 // The import from a search server: the password comes from the environment, never the command line.
