@@ -116,6 +116,7 @@ void TNodeDiagram::setZoomToFit(bool on) {
     m_zoomToFit = on;
     updateScrollBars();
     viewport()->update();
+    emit viewChanged();
 }
 
 qreal TNodeDiagram::zoomFactor() {
@@ -134,6 +135,49 @@ void TNodeDiagram::setSelectedNode(TDiagramNode* node) {
     ++m_paintStamp;
     viewport()->update();
     emit selectionChanged(node);
+}
+
+void TNodeDiagram::centreOn(TDiagramNode* node) {
+    if (!node || node->rect().isNull() || m_zoomToFit)
+        return;
+    const QPoint centre = node->rect().center();
+    horizontalScrollBar()->setValue(centre.x() - viewport()->width() / 2);
+    verticalScrollBar()->setValue(centre.y() - viewport()->height() / 2);
+}
+
+void TNodeDiagram::ensureNodeVisible(TDiagramNode* node) {
+    if (!node || node->rect().isNull() || m_zoomToFit)
+        return;
+    // With room for the selection mark and the +/- button.
+    const QRect wanted = node->rect().adjusted(-8, -8, 8, 8 + kButtonGap + kButtonSize);
+    const QRect view(QPoint(horizontalScrollBar()->value(), verticalScrollBar()->value()),
+                     viewport()->size());
+    const auto shift = [](int low, int high, int viewLow, int viewHigh) {
+        if (high - low > viewHigh - viewLow || low < viewLow)
+            return low - viewLow;
+        return high > viewHigh ? high - viewHigh : 0;
+    };
+    horizontalScrollBar()->setValue(view.left() +
+                                    shift(wanted.left(), wanted.right(), view.left(), view.right()));
+    verticalScrollBar()->setValue(view.top() +
+                                  shift(wanted.top(), wanted.bottom(), view.top(), view.bottom()));
+}
+
+void TNodeDiagram::setExpandedInPlace(TDiagramNode* node, bool expanded) {
+    if (!node || node->isExpanded() == expanded)
+        return;
+    const QRect rect = node->rect();
+    if (rect.isNull()) {
+        node->setExpanded(expanded);
+        return;
+    }
+    const QPointF before = mapFromDrawing(QRectF(rect).center());
+    node->setExpanded(expanded);
+    const QPointF shift = mapFromDrawing(QRectF(node->rect()).center()) - before;
+    if (!m_zoomToFit) {
+        horizontalScrollBar()->setValue(horizontalScrollBar()->value() + qRound(shift.x()));
+        verticalScrollBar()->setValue(verticalScrollBar()->value() + qRound(shift.y()));
+    }
 }
 
 QPointF TNodeDiagram::drawingOrigin() {

@@ -56,7 +56,8 @@ void TNodeDiagram::ensureLayout() {
     m_laidOut.clear();
     std::vector<std::pair<TDiagramNode*, int>> pending;
     for (auto it = m_roots.rbegin(); it != m_roots.rend(); ++it)
-        pending.emplace_back(it->get(), -1);
+        if (!(*it)->m_hidden)
+            pending.emplace_back(it->get(), -1);
     while (!pending.empty()) {
         const auto [node, parent] = pending.back();
         pending.pop_back();
@@ -65,7 +66,8 @@ void TNodeDiagram::ensureLayout() {
         boxes.push_back({parent, qreal(node->m_width), qreal(node->m_height)});
         if (node->m_expanded) {
             for (auto it = node->m_children.rbegin(); it != node->m_children.rend(); ++it)
-                pending.emplace_back(it->get(), index);
+                if (!(*it)->m_hidden)
+                    pending.emplace_back(it->get(), index);
         }
     }
     m_layout.compute(boxes, DiagramLayout::Spacing{});
@@ -74,6 +76,7 @@ void TNodeDiagram::ensureLayout() {
         m_laidOut[i]->m_layoutStamp = m_layoutStamp;
     }
     updateScrollBars();
+    emit viewChanged();
 }
 
 void TNodeDiagram::updateScrollBars() {
@@ -96,6 +99,7 @@ void TNodeDiagram::updateScrollBars() {
 void TNodeDiagram::resizeEvent(QResizeEvent* event) {
     QAbstractScrollArea::resizeEvent(event);
     updateScrollBars();
+    emit viewChanged();
 }
 
 void TNodeDiagram::scrollContentsBy(int dx, int dy) {
@@ -105,6 +109,7 @@ void TNodeDiagram::scrollContentsBy(int dx, int dy) {
         viewport()->update();
     else
         viewport()->scroll(dx, dy);
+    emit viewChanged();
 }
 
 } // namespace kelvane::ui

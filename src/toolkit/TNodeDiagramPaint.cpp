@@ -258,7 +258,7 @@ void TNodeDiagram::paintNode(QPainter& painter, const TDiagramNode& node, bool s
     }
 
     painter.setRenderHint(QPainter::Antialiasing, false);
-    if (node.hasChildren()) {
+    if (node.hasVisibleChildren()) {
         // Filled whole-pixel rectangles rather than outlines: they come out the same in any band of
         // the drawing, where clipped lines may shift by a pixel.
         const QRect button = expandButtonRect(box).toRect();
