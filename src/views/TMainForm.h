@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 class QAction;
 class QLabel;
@@ -29,6 +30,7 @@ namespace sql {
 class Database;
 }
 class ProcessHierarchy;
+class HierarchyBrowser;
 class NetworkTrafficModel;
 class AllEventsGridDescription;
 class AllEventsSearchTask;
@@ -97,6 +99,10 @@ public:
     void SpeedButtonGenerateProcessHierarchyClick();
     void SpeedButtonHierarchyZoomClick();
     void ProcessDiagramDeletion(ui::TDiagramNode* node);
+    // Shows the Hierarchy tab focused on the process of a GUID, generating the tree first if need be.
+    // Called by the process create sheet and by the process view's sessions.
+    Q_INVOKABLE void focusProcessInHierarchy(const QString& guid);
+    HierarchyBrowser* hierarchyBrowser() const { return m_hierarchyBrowser; }
     // Map view.
     void MarkCountry(const QString& code, int count);
     void ChartMapClickSeries(int index);
@@ -152,8 +158,10 @@ private:
     void showLatestChain();
     void openExes();
     void ColorDestinationCountries();
-    // Replaces the hierarchy's nodes by the tree's; `report` hears the percentage done.
-    void fillProcessDiagram(const ProcessHierarchy& tree, const std::function<void(int)>& report);
+    // Replaces the hierarchy's nodes by the tree's; `report` hears the share done, 0 to 1. Gives the
+    // diagram node of each tree node.
+    std::vector<ui::TDiagramNode*> fillProcessDiagram(const ProcessHierarchy& tree,
+                                                      const std::function<void(double)>& report = {});
     void InitMapShapes();
     void setNetworkTrafficWidths();
     // Runs a handler; what it throws is shown as the application's default fault report.
@@ -192,6 +200,7 @@ private:
     QToolButton* SpeedButtonZoom = nullptr;
     QToolButton* SpeedButtonHierarchyZoom = nullptr;
     QProgressBar* ProgressBarHierarchy = nullptr;
+    HierarchyBrowser* m_hierarchyBrowser = nullptr;
     QLineEdit* cxButtonEditAllEventsSearchText = nullptr;
     QLabel* LabelGroupByHint = nullptr;
     ui::TWorldMap* ChartMap = nullptr;
