@@ -78,6 +78,16 @@ void TSharedResourcesModule::setIPStackToS(bool accepted) {
     writeText("AcceptedIPStackToS", accepted ? "1" : "0");
 }
 
+QStringList TSharedResourcesModule::RecentDatabases() const {
+    m_store->sync();
+    return m_store->value("Recent/Databases").toStringList();
+}
+
+void TSharedResourcesModule::setRecentDatabases(const QStringList& paths) {
+    m_store->setValue("Recent/Databases", paths);
+    m_store->sync();
+}
+
 bool TSharedResourcesModule::isUsableKey(const QString& key) {
     const QString trimmed = key.trimmed();
     return !trimmed.isEmpty() && trimmed != kNoKey;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 
@@ -25,6 +26,10 @@ public:
     void setIPStackKey(const QString& key);
     bool IPStackToS() const;
     void setIPStackToS(bool accepted);
+
+    // The databases opened last, newest first (beside the four settings, in a section of its own).
+    QStringList RecentDatabases() const;
+    void setRecentDatabases(const QStringList& paths);
 
     // A key is usable when its trimmed text is neither empty nor "EMPTY".
     static bool isUsableKey(const QString& key);
