@@ -29,6 +29,9 @@ int main(int argc, char* argv[]) {
                               "A Kelvane database file; one that does not exist yet is built "
                               "by the next import.",
                               "[DATABASE]");
+    const QCommandLineOption loadOption("load",
+                                        "Load the database at start, as File > Load existing data does.");
+    commandLine.parser().addOption(loadOption);
     commandLine.process(app, 0, 1);
     applyDarkTheme(app);
 
@@ -52,6 +55,10 @@ int main(int argc, char* argv[]) {
         const QString path = commandLine.positional().first();
         QMetaObject::invokeMethod(
             &mainForm, [&mainForm, path] { guarded(&mainForm, [&] { mainForm.openDatabaseFile(path); }); },
+            Qt::QueuedConnection);
+    } else if (commandLine.parser().isSet(loadOption)) {
+        QMetaObject::invokeMethod(
+            &mainForm, [&mainForm] { guarded(&mainForm, [&] { mainForm.LoadExistingDataMenuItemClick(); }); },
             Qt::QueuedConnection);
     }
     const int result = app.exec();
