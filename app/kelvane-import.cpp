@@ -4,6 +4,7 @@
 // read chunks that failed their checksum.
 #include "import/TImportController.h"
 #include "import/elastic/TElasticImportController.h"
+#include "settings/CommandLine.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 
@@ -71,13 +72,12 @@ int importFromServer(TMainDataModule& data, const QString& url, const QStringLis
 int main(int argc, char* argv[]) {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("kelvane-import");
-    QCoreApplication::setApplicationVersion("3.1");
 
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        "Imports a Sysmon log (an XML export or an .evtx file) into a Kelvane database.");
-    parser.addHelpOption();
-    parser.addVersionOption();
+    CommandLine commandLine("Imports a Sysmon log (an XML export or an .evtx file) into a Kelvane database.",
+                            {{0, "the import is done"},
+                             {2, "bad arguments, or the database exists without --force"},
+                             {3, "the import failed (what was read before the failure is kept)"}});
+    QCommandLineParser& parser = commandLine.parser();
     const QCommandLineOption dbOption("db", "The database file to build.", "PATH");
     const QCommandLineOption forceOption("force", "Replace the database file if it exists.");
     const QCommandLineOption geoOption(
@@ -97,18 +97,18 @@ int main(int argc, char* argv[]) {
     parser.addOptions({dbOption, forceOption, geoOption, hostOption, elasticOption, indexOption, userOption,
                        fingerprintOption});
     parser.addPositionalArgument("LOG", "The Sysmon log to import: XML or .evtx, told apart by content.");
-    parser.process(app);
+    commandLine.process(app);
 
     const QStringList files = parser.positionalArguments();
     const bool fromServer = parser.isSet(elasticOption);
-    if (!parser.isSet(dbOption) ||
-        (fromServer ? !files.isEmpty() || !parser.isSet(indexOption) : files.size() != 1)) {
-        std::fprintf(stderr,
-                     "usage: kelvane-import [--geolocate] [--force] --db PATH LOG\n"
-                     "       kelvane-import --elastic URL --index NAME [--index NAME...] [--user USER]\n"
-                     "                      [--fingerprint SHA256] [--geolocate] [--force] --db PATH\n");
-        return 2;
-    }
+    if (!parser.isSet(dbOption))
+        commandLine.fail("--db PATH is missing");
+    if (fromServer && !files.isEmpty())
+        commandLine.fail("--elastic takes no log");
+    if (fromServer && !parser.isSet(indexOption))
+        commandLine.fail("--elastic needs at least one --index");
+    if (!fromServer && files.size() != 1)
+        commandLine.fail(files.isEmpty() ? "no log given" : "one log at a time");
     const QString dbPath = parser.value(dbOption);
     if (QFileInfo::exists(dbPath)) {
         if (!parser.isSet(forceOption)) {

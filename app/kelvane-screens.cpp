@@ -10,6 +10,7 @@
 #include "details/gui/TSessionViewForm.h"
 #include "import/TImportController.h"
 #include "import/gui/TImportForm.h"
+#include "settings/CommandLine.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/DarkTheme.h"
@@ -210,10 +211,11 @@ int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
     QApplication::setApplicationDisplayName("Kelvane");
     ui::applyDarkTheme(app);
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: kelvane-screens OUTPUT_FOLDER [EVENTS]\n");
-        return 2;
-    }
+    CommandLine commandLine("Imports a generated log and writes pictures of Kelvane's windows into FOLDER.",
+                            {{0, "the pictures are written"}});
+    commandLine.addPositional("FOLDER", "Where the PNG files go.");
+    commandLine.addPositional("EVENTS", "Events in the generated log (20000).", "[EVENTS]");
+    commandLine.process(app, 1, 2);
     const QString out = QString::fromLocal8Bit(argv[1]);
     QDir().mkpath(out);
     if (argc > 2 && QLatin1String(argv[2]) == QLatin1String("--hierarchy")) {

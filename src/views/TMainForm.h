@@ -14,6 +14,7 @@ class QAction;
 class QLabel;
 class QLineEdit;
 class QListWidget;
+class QMenu;
 class QProgressBar;
 class QPushButton;
 class QSplitter;
@@ -51,13 +52,23 @@ class TWorldMap;
 class TMainForm : public QMainWindow {
     Q_OBJECT
 public:
-    // databasePath: where KelvaneDB lies (beside the executable unless a test says otherwise).
+    // databasePath: the database that loads and imports use until another is opened (the default one,
+    // beside the executable or in the user's data folder, unless the command line or a test names one).
     explicit TMainForm(TMainDataModule& data, const QString& databasePath = QString(),
                        QWidget* parent = nullptr);
     ~TMainForm() override;
 
     static QString defaultDatabasePath();
     const QString& databasePath() const { return m_databasePath; }
+    // The file whose data the views show, or empty before a load or an import.
+    QString openDatabasePath() const { return FDataLoaded ? m_databasePath : QString(); }
+
+    // A database per case. Opens the Kelvane database at path and shows it; says what is wrong and
+    // keeps the views as they were when it is not one. A path that does not exist yet becomes the
+    // database of the next import.
+    bool openDatabaseFile(const QString& path);
+    void OpenDatabaseMenuItemClick();
+    void ImportIntoNewDatabaseMenuItemClick();
 
     // State every view tests for itself.
     bool dataLoaded() const { return FDataLoaded; }
@@ -151,8 +162,14 @@ private:
     output::GridDescription networkEventsExportGrid() const;
     output::GridDescription allEventsExportGrid() const;
     void refreshAfterImport();
+    // The log import into the current database; gives the dialog's result, 0 when it did not run.
+    int runLogImport();
+    // The title and the recent list follow the database that is shown.
+    void databaseShown();
+    void fillRecentDatabasesMenu();
     // Opens the connection; says so and gives false when it can't.
     bool connectDatabase();
+    void closeDatabaseAndViews();
     // Closes the views, deletes the database file after asking, and connects to a new empty one.
     bool replaceDatabase();
     void showLatestChain();
@@ -214,6 +231,7 @@ private:
     std::unique_ptr<MasterRowReader> m_masterRowReader;
     std::unique_ptr<DetailRowReader> m_detailRowReader;
     QList<QAction*> m_menuEntries; // every entry of the menu tree, in tree order
+    QMenu* m_recentDatabasesMenu = nullptr;
 };
 
 } // namespace kelvane

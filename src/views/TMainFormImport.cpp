@@ -29,7 +29,7 @@ bool TMainForm::connectDatabase() {
     return true;
 }
 
-bool TMainForm::replaceDatabase() {
+void TMainForm::closeDatabaseAndViews() {
     // The views' queries go down with the connection.
     CloseExes();
     CloseImages();
@@ -38,6 +38,10 @@ bool TMainForm::replaceDatabase() {
     CloseAllEventsView();
     m_data.CloseDatabase();
     m_data.OpenCloseAllEventsViewTables(false);
+}
+
+bool TMainForm::replaceDatabase() {
+    closeDatabaseAndViews();
     if (QFileInfo::exists(m_databasePath)) {
         if (!MessageService::question(
                 this,
@@ -57,13 +61,17 @@ bool TMainForm::replaceDatabase() {
 }
 
 void TMainForm::ImportSysmonLogsMenuItemClick() {
+    runLogImport();
+}
+
+int TMainForm::runLogImport() {
     if (!replaceDatabase())
-        return;
+        return 0;
     const QString fileName =
         MessageService::openFileName(this, "Import Sysmon XML Events", QString(),
                                      "Sysmon logs (*.xml *.evtx);;XML Files (*.xml);;Event logs (*.evtx)");
     if (fileName.isEmpty())
-        return;
+        return 0;
 
     auto* form = new TImportForm(m_data, this);
     form->FileName = fileName;
@@ -73,6 +81,7 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
     else if (result == 3)
         MessageService::message(this, QString("Something went wrong! Please contact ") + kSupportAddress);
     delete form;
+    return result;
 }
 
 void TMainForm::ImportSysmonElasticsearchlogsMenuItemClick() {
@@ -96,6 +105,7 @@ void TMainForm::refreshAfterImport() {
     CloseSessions();
     openExes();
     FDataLoaded = true;
+    databaseShown();
     ColorDestinationCountries();
 }
 
@@ -110,6 +120,7 @@ void TMainForm::LoadExistingDataMenuItemClick() {
     m_data.OpenCloseAllEventsViewTables(true);
     OpenAllEventsView();
     FDataLoaded = true;
+    databaseShown();
     ColorDestinationCountries();
 }
 
