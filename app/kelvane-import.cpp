@@ -12,14 +12,46 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
+#include <QTemporaryFile>
 
 #include <cstdio>
+#include <utility>
 
 using namespace kelvane;
 
 namespace {
 
 constexpr int kExitWithLosses = 4;
+
+// The import writes a new file beside the one named and moves it there at the end, so that an import that
+// fails before its first event leaves no file behind, and leaves an existing database as it was.
+class DatabaseTarget {
+public:
+    explicit DatabaseTarget(const QString& path) : m_path(path) {
+        QTemporaryFile file(QFileInfo(path).absoluteFilePath() + ".XXXXXX.part");
+        file.setAutoRemove(false);
+        if (file.open())
+            m_work = file.fileName();
+    }
+    ~DatabaseTarget() {
+        if (!m_work.isEmpty())
+            QFile::remove(m_work);
+    }
+    bool valid() const { return !m_work.isEmpty(); }
+    const QString& workPath() const { return m_work; }
+    // Call with the database closed. Keeps the new file when it holds something, else drops it.
+    bool finish(bool keep) {
+        const QString work = std::exchange(m_work, QString());
+        if (!keep)
+            return QFile::remove(work);
+        QFile::remove(m_path);
+        return QFile::rename(work, m_path);
+    }
+
+private:
+    QString m_path;
+    QString m_work;
+};
 
 // Prints what the dialog would say and gives the exit code, for either import.
 int finish(const ImportReport& report) {
@@ -45,7 +77,7 @@ int finish(const ImportReport& report) {
 // The import from a search server: the password comes from the environment, never the command line.
 int importFromServer(TMainDataModule& data, const QString& url, const QStringList& indexes,
                      const QString& user, const QStringList& fingerprints, const QString& key, bool consent,
-                     bool geolocate, const QString& ipstackHost) {
+                     bool geolocate, const QString& ipstackHost, qint64& eventsCount) {
     // Without a scheme the client tries https, then http.
     const bool schemeGiven = url.contains("://");
     const QUrl server(schemeGiven ? url : "none://" + url);
@@ -64,6 +96,24 @@ int importFromServer(TMainDataModule& data, const QString& url, const QStringLis
     }
     import.ImportData(indexes.join(';'));
     import.waitForEnd();
+    eventsCount = import.FEventsCount();
+    return finish(import.report());
+}
+
+int importFromLog(TMainDataModule& data, const QString& file, const QString& key, bool consent,
+                  bool geolocate, const QString& ipstackHost, qint64& eventsCount) {
+    TImportController import(data, key, consent, ipstackHost);
+    import.FileName = file;
+    import.setPerformIPGeoMapping(geolocate);
+    try {
+        data.OpenDatabase();
+        import.ButtonImportClick();
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "kelvane-import: %s\n", e.what());
+        return 3;
+    }
+    import.waitForEnd();
+    eventsCount = import.FEventsCount();
     return finish(import.report());
 }
 
@@ -110,16 +160,9 @@ int main(int argc, char* argv[]) {
     if (!fromServer && files.size() != 1)
         commandLine.fail(files.isEmpty() ? "no log given" : "one log at a time");
     const QString dbPath = parser.value(dbOption);
-    if (QFileInfo::exists(dbPath)) {
-        if (!parser.isSet(forceOption)) {
-            std::fprintf(stderr, "kelvane-import: %s exists; use --force to replace it\n",
-                         qPrintable(dbPath));
-            return 2;
-        }
-        if (!QFile::remove(dbPath)) {
-            std::fprintf(stderr, "kelvane-import: cannot remove %s\n", qPrintable(dbPath));
-            return 2;
-        }
+    if (QFileInfo::exists(dbPath) && !parser.isSet(forceOption)) {
+        std::fprintf(stderr, "kelvane-import: %s exists; use --force to replace it\n", qPrintable(dbPath));
+        return 2;
     }
 
     QString key;
@@ -138,22 +181,28 @@ int main(int argc, char* argv[]) {
         }
     }
 
-    TMainDataModule data;
-    data.setDatabasePath(dbPath);
-    if (fromServer)
-        return importFromServer(data, parser.value(elasticOption), parser.values(indexOption),
-                                parser.value(userOption), parser.values(fingerprintOption), key, consent,
-                                parser.isSet(geoOption), parser.value(hostOption));
-    TImportController import(data, key, consent, parser.value(hostOption));
-    import.FileName = files.first();
-    import.setPerformIPGeoMapping(parser.isSet(geoOption));
-    try {
-        data.OpenDatabase();
-        import.ButtonImportClick();
-    } catch (const std::exception& e) {
-        std::fprintf(stderr, "kelvane-import: %s\n", e.what());
+    DatabaseTarget target(dbPath);
+    if (!target.valid()) {
+        std::fprintf(stderr, "kelvane-import: cannot write beside %s\n", qPrintable(dbPath));
+        return 2;
+    }
+    int exitCode = 3;
+    qint64 eventsCount = 0;
+    {
+        TMainDataModule data;
+        data.setDatabasePath(target.workPath());
+        exitCode =
+            fromServer
+                ? importFromServer(data, parser.value(elasticOption), parser.values(indexOption),
+                                   parser.value(userOption), parser.values(fingerprintOption), key, consent,
+                                   parser.isSet(geoOption), parser.value(hostOption), eventsCount)
+                : importFromLog(data, files.first(), key, consent, parser.isSet(geoOption),
+                                parser.value(hostOption), eventsCount);
+    }
+    // Rows stored before a failure stay, as in the window; a failure before the first event leaves nothing.
+    if (!target.finish(exitCode == 0 || eventsCount > 0)) {
+        std::fprintf(stderr, "kelvane-import: cannot write %s\n", qPrintable(dbPath));
         return 3;
     }
-    import.waitForEnd();
-    return finish(import.report());
+    return exitCode;
 }
