@@ -1,6 +1,7 @@
 // Headless importer: runs the import of one Sysmon log (XML or .evtx) into a new database, for scripts,
 // benchmarks and tests. Prints the dialog's label (and status line), exits with the modal result
 // (0 for ok, 3 for abort).
+#include "import/FailedImportNote.h"
 #include "import/TImportController.h"
 #include "import/elastic/TElasticImportController.h"
 #include "settings/TSharedResourcesModule.h"
@@ -18,7 +19,7 @@ using namespace kelvane;
 namespace {
 
 // Prints what the dialog would say and gives the exit code, for either import.
-int finish(const ImportReport& report) {
+int finish(const ImportReport& report, const QString& dbPath) {
     std::printf("%s\n", qPrintable(report.labelMessage().trimmed()));
     if (!report.statusBarLog().isEmpty())
         std::printf("%s\n", qPrintable(report.statusBarLog()));
@@ -33,6 +34,8 @@ int finish(const ImportReport& report) {
         if (report.dateFailures() > 0)
             std::fprintf(stderr, "%d time stamps could not be read and were stored as 1899-12-30\n",
                          report.dateFailures());
+        // What was read before the failure stays in the file and can be looked at.
+        std::printf("%s\n", qPrintable(storedBeforeFailureText(eventsStoredIn(dbPath))));
         return 3;
     }
     return 0;
@@ -60,7 +63,7 @@ int importFromServer(TMainDataModule& data, const QString& url, const QStringLis
     }
     import.ImportData(indexes.join(';'));
     import.waitForEnd();
-    return finish(import.report());
+    return finish(import.report(), data.databasePath());
 }
 
 } // namespace
@@ -152,5 +155,5 @@ int main(int argc, char* argv[]) {
         return 3;
     }
     import.waitForEnd();
-    return finish(import.report());
+    return finish(import.report(), data.databasePath());
 }
