@@ -2,6 +2,7 @@
 // benchmarks and tests. Prints the dialog's label (and status line), exits with the modal result
 // (0 for ok, 3 for abort), or 4 when the import ended but left out damaged, stale or repeated records or
 // read chunks that failed their checksum.
+#include "import/FailedImportNote.h"
 #include "import/TImportController.h"
 #include "import/elastic/TElasticImportController.h"
 #include "settings/CommandLine.h"
@@ -54,7 +55,7 @@ private:
 };
 
 // Prints what the dialog would say and gives the exit code, for either import.
-int finish(const ImportReport& report) {
+int finish(const ImportReport& report, const QString& dbPath) {
     std::printf("%s\n", qPrintable(report.labelMessage().trimmed()));
     if (!report.statusBarLog().isEmpty())
         std::printf("%s\n", qPrintable(report.statusBarLog()));
@@ -68,6 +69,8 @@ int finish(const ImportReport& report) {
         if (report.dateFailures() > 0)
             std::fprintf(stderr, "%d time stamps could not be read and were stored as 1899-12-30\n",
                          report.dateFailures());
+        // What was read before the failure stays in the file and can be looked at.
+        std::printf("%s\n", qPrintable(storedBeforeFailureText(eventsStoredIn(dbPath))));
         return 3;
     }
     // Imported, but the log lost records on the way, or some of it is doubtful (the label said what).
@@ -97,7 +100,7 @@ int importFromServer(TMainDataModule& data, const QString& url, const QStringLis
     import.ImportData(indexes.join(';'));
     import.waitForEnd();
     eventsCount = import.FEventsCount();
-    return finish(import.report());
+    return finish(import.report(), data.databasePath());
 }
 
 int importFromLog(TMainDataModule& data, const QString& file, const QString& key, bool consent,
@@ -114,7 +117,7 @@ int importFromLog(TMainDataModule& data, const QString& file, const QString& key
     }
     import.waitForEnd();
     eventsCount = import.FEventsCount();
-    return finish(import.report());
+    return finish(import.report(), data.databasePath());
 }
 
 } // namespace

@@ -316,7 +316,8 @@ int main(int argc, char* argv[]) {
     first.setParam("G", guid);
     first.open(data.connection());
     if (!first.eof()) {
-        QWidget* detail = openDetailFormByType(&form, first.value(1).toInt(), first.value(0).toLongLong());
+        QWidget* detail =
+            openDetailFormByType(&form, data, first.value(1).toInt(), first.value(0).toLongLong());
         first.close();
         if (detail)
             save(detail, out, "detail-form");
@@ -327,7 +328,7 @@ int main(int argc, char* argv[]) {
     if (!net.eof()) {
         const qint64 gid = net.value(0).toLongLong();
         net.close();
-        if (QWidget* detail = openDetailFormByType(&form, 3, gid))
+        if (QWidget* detail = openDetailFormByType(&form, data, 3, gid))
             save(detail, out, "detail-form-network");
     }
     net.close();
@@ -369,7 +370,7 @@ int main(int argc, char* argv[]) {
         netForm->close();
     }
 
-    auto* session = new ui::TSessionViewForm;
+    auto* session = new ui::TSessionViewForm(data);
     session->setSessionGUID(guid);
     session->show();
     session->resize(900, 700);

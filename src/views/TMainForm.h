@@ -144,9 +144,6 @@ public:
     AllEventsGridDescription allEventsGridDescription() const;
     bool allEventsSearchRunning() const;
 
-    // The support address of the failure message after an import.
-    static constexpr const char* kSupportAddress = "support@kelvane.org";
-
 private:
     void FormCreate();
     void buildMenu();
@@ -167,12 +164,17 @@ private:
     // The title and the recent list follow the database that is shown.
     void databaseShown();
     void fillRecentDatabasesMenu();
+    // After a failed import: how many events the file holds all the same, in the status bar.
+    void showStoredBeforeFailure();
     // Opens the connection; says so and gives false when it can't.
     bool connectDatabase();
     void closeDatabaseAndViews();
     // Closes the views, deletes the database file after asking, and connects to a new empty one.
     bool replaceDatabase();
     void showLatestChain();
+    // The process view's lists get room by what they hold: the left column widens to its widest row,
+    // and on a small screen the three panes share its height by their rows.
+    void fitProcessLists();
     void openExes();
     void ColorDestinationCountries();
     // Replaces the hierarchy's nodes by the tree's; `report` hears the share done, 0 to 1. Gives the
@@ -210,6 +212,9 @@ private:
     ui::TLinkGrid* cxGridImages = nullptr;
     ui::TLinkGrid* cxGridImagePath = nullptr;
     ui::TLinkGrid* cxGridImageSessions = nullptr;
+    QSplitter* Splitter1 = nullptr;
+    QSplitter* Splitter2 = nullptr;
+    QSplitter* Splitter3 = nullptr;
     QToolButton* AdvControlDropDownFilter = nullptr;
     QListWidget* scCheckListBoxEventsFilter = nullptr;
     ui::TNodeDiagram* EventsDiagram = nullptr;

@@ -8,6 +8,7 @@
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TPropertyGrid.h"
+#include "toolkit/WindowPlacement.h"
 
 #include <QApplication>
 #include <QDateTime>
@@ -72,6 +73,7 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
     : QWidget(owner, Qt::Tool), m_layout(layout) {
     setObjectName(QString::fromLatin1(layout.className));
     setAttribute(Qt::WA_DeleteOnClose);
+    closeOnEscapeAndCtrlW(this);
     setWindowTitle(QString::fromLatin1(layout.table) + QLatin1String(detailforms::kTitleSuffix));
     QFont font(QStringLiteral("Tahoma"));
     font.setPixelSize(kFontPixelSize);
@@ -136,9 +138,9 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
 }
 
 void TEventDetailForm::SetQueryParams(const QString& TableName, qint64 GID) {
-    if (!MainDataModule)
-        throw std::logic_error("The data module has not been created");
-    const EventRow row = readEventRow(MainDataModule->connection(), TableName, GID);
+    if (!m_data)
+        throw std::logic_error("The detail form was opened without its data module");
+    const EventRow row = readEventRow(m_data->connection(), TableName, GID);
     const TableDef* table = schema::table(TableName.toStdString());
     for (int i = 0; i < m_grid->rowCount(); ++i) {
         const DetailRowLayout& rowLayout = m_layout.rows[static_cast<size_t>(i)];
@@ -185,7 +187,9 @@ void TEventDetailForm::rowLinkClicked(int row) {
 
 void TEventDetailForm::openSession(const QString& guid) {
     // The session view has no owner: it outlives this form.
-    TSessionViewForm::openSession(guid);
+    if (!m_data)
+        throw std::logic_error("The detail form was opened without its data module");
+    TSessionViewForm::openSession(*m_data, guid, window());
 }
 
 void TEventDetailForm::showInHierarchy() {
