@@ -1,8 +1,11 @@
 // Headless importer: runs the import of one Sysmon log (XML or .evtx) into a new database, for scripts,
 // benchmarks and tests. Prints the dialog's label (and status line), exits with the modal result
-// (0 for ok, 3 for abort).
+// (0 for ok, 3 for abort), or 4 when the import ended but left out damaged, stale or repeated records or
+// read chunks that failed their checksum.
+#include "import/FailedImportNote.h"
 #include "import/TImportController.h"
 #include "import/elastic/TElasticImportController.h"
+#include "settings/CommandLine.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 
@@ -18,6 +21,8 @@
 using namespace kelvane;
 
 namespace {
+
+constexpr int kExitWithLosses = 4;
 
 // The import writes a new file beside the one named and moves it there at the end, so that an import that
 // fails before its first event leaves no file behind, and leaves an existing database as it was.
@@ -50,7 +55,7 @@ private:
 };
 
 // Prints what the dialog would say and gives the exit code, for either import.
-int finish(const ImportReport& report) {
+int finish(const ImportReport& report, const QString& dbPath) {
     std::printf("%s\n", qPrintable(report.labelMessage().trimmed()));
     if (!report.statusBarLog().isEmpty())
         std::printf("%s\n", qPrintable(report.statusBarLog()));
@@ -59,15 +64,17 @@ int finish(const ImportReport& report) {
         if (!report.labelMessage().startsWith("Error: "))
             for (const QString& line : report.errorMessage())
                 std::fprintf(stderr, "Error: %s\n", qPrintable(line));
-        if (report.recordsSkipped() > 0)
-            std::fprintf(stderr, "%lld damaged records were skipped\n",
-                         static_cast<long long>(report.recordsSkipped()));
+        for (const QString& line : ImportReport::lossLines(report.readLosses()))
+            std::fprintf(stderr, "%s\n", qPrintable(line));
         if (report.dateFailures() > 0)
             std::fprintf(stderr, "%d time stamps could not be read and were stored as 1899-12-30\n",
                          report.dateFailures());
+        // What was read before the failure stays in the file and can be looked at.
+        std::printf("%s\n", qPrintable(storedBeforeFailureText(eventsStoredIn(dbPath))));
         return 3;
     }
-    return 0;
+    // Imported, but the log lost records on the way, or some of it is doubtful (the label said what).
+    return report.readLosses().any() ? kExitWithLosses : 0;
 }
 
 // The import from a search server: the password comes from the environment, never the command line.
@@ -93,7 +100,7 @@ int importFromServer(TMainDataModule& data, const QString& url, const QStringLis
     import.ImportData(indexes.join(';'));
     import.waitForEnd();
     eventsCount = import.FEventsCount();
-    return finish(import.report());
+    return finish(import.report(), data.databasePath());
 }
 
 int importFromLog(TMainDataModule& data, const QString& file, const QString& key, bool consent,
@@ -110,7 +117,7 @@ int importFromLog(TMainDataModule& data, const QString& file, const QString& key
     }
     import.waitForEnd();
     eventsCount = import.FEventsCount();
-    return finish(import.report());
+    return finish(import.report(), data.databasePath());
 }
 
 } // namespace
@@ -118,13 +125,12 @@ int importFromLog(TMainDataModule& data, const QString& file, const QString& key
 int main(int argc, char* argv[]) {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("kelvane-import");
-    QCoreApplication::setApplicationVersion("3.1");
 
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        "Imports a Sysmon log (an XML export or an .evtx file) into a Kelvane database.");
-    parser.addHelpOption();
-    parser.addVersionOption();
+    CommandLine commandLine("Imports a Sysmon log (an XML export or an .evtx file) into a Kelvane database.",
+                            {{0, "the import is done"},
+                             {2, "bad arguments, or the database exists without --force"},
+                             {3, "the import failed (what was read before the failure is kept)"}});
+    QCommandLineParser& parser = commandLine.parser();
     const QCommandLineOption dbOption("db", "The database file to build.", "PATH");
     const QCommandLineOption forceOption("force", "Replace the database file if it exists.");
     const QCommandLineOption geoOption(
@@ -144,18 +150,18 @@ int main(int argc, char* argv[]) {
     parser.addOptions({dbOption, forceOption, geoOption, hostOption, elasticOption, indexOption, userOption,
                        fingerprintOption});
     parser.addPositionalArgument("LOG", "The Sysmon log to import: XML or .evtx, told apart by content.");
-    parser.process(app);
+    commandLine.process(app);
 
     const QStringList files = parser.positionalArguments();
     const bool fromServer = parser.isSet(elasticOption);
-    if (!parser.isSet(dbOption) ||
-        (fromServer ? !files.isEmpty() || !parser.isSet(indexOption) : files.size() != 1)) {
-        std::fprintf(stderr,
-                     "usage: kelvane-import [--geolocate] [--force] --db PATH LOG\n"
-                     "       kelvane-import --elastic URL --index NAME [--index NAME...] [--user USER]\n"
-                     "                      [--fingerprint SHA256] [--geolocate] [--force] --db PATH\n");
-        return 2;
-    }
+    if (!parser.isSet(dbOption))
+        commandLine.fail("--db PATH is missing");
+    if (fromServer && !files.isEmpty())
+        commandLine.fail("--elastic takes no log");
+    if (fromServer && !parser.isSet(indexOption))
+        commandLine.fail("--elastic needs at least one --index");
+    if (!fromServer && files.size() != 1)
+        commandLine.fail(files.isEmpty() ? "no log given" : "one log at a time");
     const QString dbPath = parser.value(dbOption);
     if (QFileInfo::exists(dbPath) && !parser.isSet(forceOption)) {
         std::fprintf(stderr, "kelvane-import: %s exists; use --force to replace it\n", qPrintable(dbPath));
