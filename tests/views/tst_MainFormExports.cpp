@@ -13,6 +13,7 @@
 #include <QImage>
 #include <QLineEdit>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QToolButton>
 #include <QtTest>
@@ -140,6 +141,8 @@ private slots:
     }
 
     void mapGridAndReport() {
+        if (QStandardPaths::findExecutable("pdftotext").isEmpty())
+            QSKIP("needs pdftotext");
         load();
         clickCountry("FR");
         MessageScript script;
@@ -160,6 +163,8 @@ private slots:
     }
 
     void allEventsAsShown() {
+        if (QStandardPaths::findExecutable("unzip").isEmpty())
+            QSKIP("needs unzip");
         load();
         search(QString(), 5);
         MessageScript script;
