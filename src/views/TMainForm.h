@@ -207,6 +207,8 @@ private:
     QWidget* PanelSearchAllEvents = nullptr;
     ui::TGroupingGrid* cxGridAllEvents = nullptr;
     AllEventsSearchTask* m_allEventsSearch = nullptr;
+    QString m_allEventsIndexFailure; // said beside the count until the next load
+
     std::unique_ptr<MasterRowReader> m_masterRowReader;
     std::unique_ptr<DetailRowReader> m_detailRowReader;
     QList<QAction*> m_menuEntries; // every entry of the menu tree, in tree order
