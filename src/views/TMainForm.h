@@ -1,5 +1,6 @@
 #pragma once
 
+#include "output/ExportPlace.h"
 #include "store/NetworkTrafficGrid.h"
 #include "toolkit/MessageService.h"
 
@@ -142,6 +143,8 @@ private:
     output::GridDescription networkEventsExportGrid() const;
     output::GridDescription allEventsExportGrid() const;
     void refreshAfterImport();
+    // After an export: where the file went, in the status bar, with a link to its folder.
+    void exported(const QString& fileName);
     // After a failed import: how many events the file holds all the same, in the status bar.
     void showStoredBeforeFailure();
     // Opens the connection; says so and gives false when it can't.
@@ -152,6 +155,9 @@ private:
     // The process view's lists get room by what they hold: the left column widens to its widest row,
     // and on a small screen the three panes share its height by their rows.
     void fitProcessLists();
+    // What the empty canvas of the process view says: how to begin, or how to draw a session.
+    void buildCanvasHint();
+    void showCanvasHint();
     void openExes();
     void ColorDestinationCountries();
     // Replaces the hierarchy's nodes by the tree's; `report` hears the percentage done.
@@ -178,6 +184,8 @@ private:
     ui::MessageService::SaveDialog scSaveDialogExportToHTML;
     ui::MessageService::SaveDialog scSaveDialogExportToXLSX;
     ui::MessageService::SaveDialog scSaveDialogExportToPDF;
+    output::ExportPlace m_exportPlace;
+    QLabel* LabelOpenExportFolder = nullptr;
 
     QTabWidget* PageControlMain = nullptr;
     QWidget* TabSheetImages = nullptr;
@@ -193,6 +201,7 @@ private:
     QToolButton* AdvControlDropDownFilter = nullptr;
     QListWidget* scCheckListBoxEventsFilter = nullptr;
     ui::TNodeDiagram* EventsDiagram = nullptr;
+    QLabel* LabelCanvasHint = nullptr;
     ui::TNodeDiagram* ProcessDiagram = nullptr;
     QToolButton* SpeedButtonZoom = nullptr;
     QToolButton* SpeedButtonHierarchyZoom = nullptr;

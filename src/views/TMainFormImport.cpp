@@ -114,6 +114,7 @@ void TMainForm::refreshAfterImport() {
     CloseSessions();
     openExes();
     FDataLoaded = true;
+    showCanvasHint();
     ColorDestinationCountries();
 }
 
@@ -135,6 +136,7 @@ void TMainForm::LoadExistingDataMenuItemClick() {
     m_data.OpenCloseAllEventsViewTables(true);
     OpenAllEventsView();
     FDataLoaded = true;
+    showCanvasHint();
     ColorDestinationCountries();
 }
 
