@@ -13,8 +13,12 @@ class TAboutForm : public QDialog {
 public:
     explicit TAboutForm(QWidget* owner = nullptr);
 
+    // The database file that is open, or empty when none is.
+    void setDatabasePath(const QString& path);
+
 private:
     QLabel* HTMLabelAbout = nullptr;
+    QLabel* LabelDatabase = nullptr;
     QPushButton* ButtonOk = nullptr;
 };
 

@@ -1,6 +1,7 @@
 #include "views/TMainForm.h"
 
 #include "output/gui/ExportFlows.h"
+#include "settings/AppPaths.h"
 #include "settings/gui/TPreferencesForm.h"
 #include "store/AllEventsLayout.h"
 #include "store/AllEventsSearch.h"
@@ -58,9 +59,7 @@ QLabel* label(QWidget* parent, const char* name, const QString& text) {
 } // namespace
 
 QString TMainForm::defaultDatabasePath() {
-    // The folder of the executable with its trailing separator, then the file name.
-    return QDir::toNativeSeparators(QCoreApplication::applicationDirPath() + '/') + QDir::separator() +
-           "KelvaneDB";
+    return paths::defaultDatabasePath();
 }
 
 TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget* parent)
@@ -106,6 +105,7 @@ TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget
     buildMenu();
     connectExportButtons();
     FormCreate();
+    fillRecentDatabasesMenu();
 }
 
 TMainForm::~TMainForm() {
@@ -146,6 +146,10 @@ void TMainForm::buildMenu() {
          &TMainForm::LoadExistingDataMenuItemClick},
         {"ImportSysmonLogsMenuItem", "&Import Sysmon Event logs...", "Ctrl+I", true,
          &TMainForm::ImportSysmonLogsMenuItemClick},
+        {"OpenDatabaseMenuItem", "&Open Database...", "Ctrl+O", true, &TMainForm::OpenDatabaseMenuItemClick},
+        {"ImportIntoNewDatabaseMenuItem", "Import into &New Database...", "Ctrl+N", true,
+         &TMainForm::ImportIntoNewDatabaseMenuItemClick},
+        {"RecentDatabasesMenuItem", "&Recent Databases", "", true, nullptr},
         {"ImportSysmonElasticsearchlogsMenuItem", "(Experimental) Import Sysmon Elas&ticsearch logs...",
          "Ctrl+T", false, &TMainForm::ImportSysmonElasticsearchlogsMenuItemClick},
         {"N3", "-", "", true, nullptr},
@@ -163,8 +167,16 @@ void TMainForm::buildMenu() {
     QMenu* fileMenu = menuBar()->addMenu("&File");
     fileMenu->setObjectName("FileMainMenuItem");
     for (const Entry& e : file) {
-        QAction* action =
-            QString(e.caption) == "-" ? fileMenu->addSeparator() : fileMenu->addAction(e.caption);
+        QAction* action = nullptr;
+        if (QString(e.caption) == "-") {
+            action = fileMenu->addSeparator();
+        } else if (QString(e.name) == "RecentDatabasesMenuItem") {
+            m_recentDatabasesMenu = fileMenu->addMenu(e.caption);
+            action = m_recentDatabasesMenu->menuAction();
+            connect(m_recentDatabasesMenu, &QMenu::aboutToShow, this, &TMainForm::fillRecentDatabasesMenu);
+        } else {
+            action = fileMenu->addAction(e.caption);
+        }
         action->setObjectName(e.name);
         action->setVisible(e.visible);
         action->setProperty("menuShortcut", QKeySequence(e.shortcut));
@@ -351,10 +363,12 @@ void TMainForm::PreferencesMenuItemClick() {
 
 void TMainForm::AboutMenuItemClick() {
     if (auto* about = findChild<ui::TAboutForm*>("AboutForm")) {
+        about->setDatabasePath(openDatabasePath());
         MessageService::exec(about);
         return;
     }
     ui::TAboutForm about(this);
+    about.setDatabasePath(openDatabasePath());
     MessageService::exec(&about);
 }
 

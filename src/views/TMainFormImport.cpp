@@ -32,7 +32,7 @@ bool TMainForm::connectDatabase() {
     return true;
 }
 
-bool TMainForm::replaceDatabase() {
+void TMainForm::closeDatabaseAndViews() {
     // The views' queries go down with the connection.
     CloseExes();
     CloseImages();
@@ -41,6 +41,10 @@ bool TMainForm::replaceDatabase() {
     CloseAllEventsView();
     m_data.CloseDatabase();
     m_data.OpenCloseAllEventsViewTables(false);
+}
+
+bool TMainForm::replaceDatabase() {
+    closeDatabaseAndViews();
     if (QFileInfo::exists(m_databasePath)) {
         if (!MessageService::question(
                 this,
@@ -60,13 +64,17 @@ bool TMainForm::replaceDatabase() {
 }
 
 void TMainForm::ImportSysmonLogsMenuItemClick() {
+    runLogImport();
+}
+
+int TMainForm::runLogImport() {
     if (!replaceDatabase())
-        return;
+        return 0;
     const QString fileName =
         MessageService::openFileName(this, "Import Sysmon XML Events", QString(),
                                      "Sysmon logs (*.xml *.evtx);;XML Files (*.xml);;Event logs (*.evtx)");
     if (fileName.isEmpty())
-        return;
+        return 0;
 
     auto* form = new TImportForm(m_data, this);
     form->FileName = fileName;
@@ -79,6 +87,7 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
         showStoredBeforeFailure();
     }
     delete form;
+    return result;
 }
 
 void TMainForm::ImportSysmonElasticsearchlogsMenuItemClick() {
@@ -115,6 +124,7 @@ void TMainForm::refreshAfterImport() {
     openExes();
     FDataLoaded = true;
     showCanvasHint();
+    databaseShown();
     ColorDestinationCountries();
 }
 
@@ -137,6 +147,7 @@ void TMainForm::LoadExistingDataMenuItemClick() {
     OpenAllEventsView();
     FDataLoaded = true;
     showCanvasHint();
+    databaseShown();
     ColorDestinationCountries();
 }
 

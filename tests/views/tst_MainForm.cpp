@@ -154,8 +154,9 @@ private slots:
         for (QAction* a : m_form->menuBar()->actions().first()->menu()->actions())
             if (a->isVisible() && !a->isSeparator())
                 visible << a->text();
-        QCOMPARE(visible, (QStringList{"&Load existing data", "&Import Sysmon Event logs...", "&Preferences",
-                                       "E&xit"}));
+        QCOMPARE(visible,
+                 (QStringList{"&Load existing data", "&Import Sysmon Event logs...", "&Open Database...",
+                              "Import into &New Database...", "&Recent Databases", "&Preferences", "E&xit"}));
     }
 
     void hiddenShortcuts() {

@@ -10,12 +10,14 @@
 #include "toolkit/TPropertyGrid.h"
 #include "toolkit/WindowPlacement.h"
 
+#include <QApplication>
 #include <QDateTime>
 #include <QFont>
 #include <QFontInfo>
 #include <QFontMetrics>
 #include <QSplitter>
 #include <QStatusBar>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -113,6 +115,15 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
         Splitter->addWidget(m_grid);
         frame->addWidget(Splitter);
         buildVirusTotalPanel();
+        if (QLatin1String(m_layout.table) == QLatin1String("ProcessCreate")) {
+            auto* show = new QToolButton(PanelOptions);
+            show->setObjectName(QStringLiteral("ButtonShowInHierarchy"));
+            show->setText(QStringLiteral("Show in Hierarchy"));
+            show->setToolTip(QStringLiteral("Show this process with its ancestors and descendants"));
+            PanelOptions->layout()->addWidget(show);
+            connect(show, &QToolButton::clicked, this,
+                    [this] { guarded(this, [this] { showInHierarchy(); }); });
+        }
         frame->addWidget(StatusBar);
     } else {
         frame->addWidget(m_grid);
@@ -179,6 +190,18 @@ void TEventDetailForm::openSession(const QString& guid) {
     if (!m_data)
         throw std::logic_error("The detail form was opened without its data module");
     TSessionViewForm::openSession(*m_data, guid, window());
+}
+
+void TEventDetailForm::showInHierarchy() {
+    // The main window is found by what it offers, so that the sheets need not know the views.
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (window->metaObject()->indexOfMethod("focusProcessInHierarchy(QString)") >= 0) {
+            QMetaObject::invokeMethod(window, "focusProcessInHierarchy",
+                                      Q_ARG(QString, fieldText("ProcessGuid")));
+            window->activateWindow();
+            return;
+        }
+    }
 }
 
 void TEventDetailForm::openRegistryKey(const QString& keyPath) {

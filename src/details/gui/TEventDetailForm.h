@@ -57,6 +57,9 @@ public:
     // A click on a host name row: asks for its domain, whatever the box says.
     void domainRowClick(const QString& field);
     QString statusText() const;
+    // The process create sheet's way to its process in the Hierarchy tab: the main window focuses the
+    // tree on the process of the sheet's GUID.
+    void showInHierarchy();
     bool virusTotalBusy() const;
     // Points the lookups at another server (tests, a proxy); the default is the public API.
     void setVirusTotalAddress(const QString& baseUrl);
