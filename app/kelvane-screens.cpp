@@ -1,15 +1,16 @@
 // Writes pictures of Kelvane's windows for review: kelvane-screens OUTPUT_FOLDER [EVENTS].
 // Imports a generated log into a temporary folder, then drives the main window as a user would and
 // grabs the main window on each tab, a drawn session, a detail form and a session view window.
-// kelvane-screens OUTPUT_FOLDER --hierarchy KelvaneDB TERM GUID pictures the Hierarchy tab over a copy
-// of a database: a process found by TERM, the family of GUID, and the tree list.
+// kelvane-screens OUTPUT_FOLDER --hierarchy KelvaneDB --find TERM --focus GUID pictures the Hierarchy
+// tab over a copy of a database: a process found by TERM, the family of GUID, and the tree list.
 #include "../bench/CountryFill.h"
 #include "../bench/SysmonLogGenerator.h"
-#include "details/TDetailFormFactory.h"
-#include "details/TDetailForms.h"
-#include "details/TSessionViewForm.h"
+#include "details/gui/TDetailFormFactory.h"
+#include "details/gui/TDetailForms.h"
+#include "details/gui/TSessionViewForm.h"
 #include "import/TImportController.h"
-#include "import/TImportForm.h"
+#include "import/gui/TImportForm.h"
+#include "settings/CommandLine.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/DarkTheme.h"
@@ -210,21 +211,25 @@ int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
     QApplication::setApplicationDisplayName("Kelvane");
     ui::applyDarkTheme(app);
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: kelvane-screens OUTPUT_FOLDER [EVENTS]\n");
-        return 2;
-    }
-    const QString out = QString::fromLocal8Bit(argv[1]);
+    CommandLine commandLine("Imports a generated log and writes pictures of Kelvane's windows into FOLDER.",
+                            {{0, "the pictures are written"}});
+    commandLine.addPositional("FOLDER", "Where the PNG files go.");
+    commandLine.addPositional("EVENTS", "Events in the generated log (20000).", "[EVENTS]");
+    const QCommandLineOption hierarchyOption(
+        "hierarchy",
+        "Only the Hierarchy tab, over a copy of DATABASE: a process found by "
+        "--find, the family of --focus, the tree list.",
+        "DATABASE");
+    const QCommandLineOption findTerm("find", "What the Hierarchy pictures find.", "TERM");
+    const QCommandLineOption focusGuid("focus", "The process GUID the Hierarchy pictures focus on.", "GUID");
+    commandLine.parser().addOptions({hierarchyOption, findTerm, focusGuid});
+    commandLine.process(app, 1, 2);
+    const QString out = commandLine.positional().at(0);
     QDir().mkpath(out);
-    if (argc > 2 && QLatin1String(argv[2]) == QLatin1String("--hierarchy")) {
-        if (argc != 6) {
-            std::fprintf(stderr, "usage: kelvane-screens OUTPUT_FOLDER --hierarchy KelvaneDB TERM GUID\n");
-            return 2;
-        }
-        return hierarchyScreens(out, QString::fromLocal8Bit(argv[3]), QString::fromLocal8Bit(argv[4]),
-                                QString::fromLocal8Bit(argv[5]));
-    }
-    const int events = argc > 2 ? std::atoi(argv[2]) : 20000;
+    if (commandLine.isSet("hierarchy"))
+        return hierarchyScreens(out, commandLine.value("hierarchy"), commandLine.value("find"),
+                                commandLine.value("focus"));
+    const int events = commandLine.positional().size() > 1 ? commandLine.positional().at(1).toInt() : 20000;
 
     QTemporaryDir temp;
     TSharedResourcesModule settings(temp.filePath("settings.ini"));
@@ -314,7 +319,8 @@ int main(int argc, char* argv[]) {
     first.setParam("G", guid);
     first.open(data.connection());
     if (!first.eof()) {
-        QWidget* detail = openDetailFormByType(&form, first.value(1).toInt(), first.value(0).toLongLong());
+        QWidget* detail =
+            openDetailFormByType(&form, data, first.value(1).toInt(), first.value(0).toLongLong());
         first.close();
         if (detail)
             save(detail, out, "detail-form");
@@ -325,7 +331,7 @@ int main(int argc, char* argv[]) {
     if (!net.eof()) {
         const qint64 gid = net.value(0).toLongLong();
         net.close();
-        if (QWidget* detail = openDetailFormByType(&form, 3, gid))
+        if (QWidget* detail = openDetailFormByType(&form, data, 3, gid))
             save(detail, out, "detail-form-network");
     }
     net.close();
@@ -367,7 +373,7 @@ int main(int argc, char* argv[]) {
         netForm->close();
     }
 
-    auto* session = new ui::TSessionViewForm;
+    auto* session = new ui::TSessionViewForm(data);
     session->setSessionGUID(guid);
     session->show();
     session->resize(900, 700);

@@ -5,6 +5,7 @@
 // FOLDER, pictures of the far right end of the drawing and of the fitted drawing are saved there.
 // After the drawing, the ways around it: find as one types, fold all and unfold, focus on a family and
 // back, computer roots, and the tree list's opening, expanding its biggest node and sorting it.
+#include "settings/CommandLine.h"
 #include "store/ProcessHierarchy.h"
 #include "store/ProcessTreeIndex.h"
 #include "store/ProcessTreeModel.h"
@@ -181,10 +182,14 @@ void navigation(TMainForm& form, ui::TNodeDiagram* diagram) {
 
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
-    if (argc < 2 || !QFileInfo(QString::fromLocal8Bit(argv[1])).isFile()) {
-        std::fprintf(stderr, "usage: kelvane-hierarchy-bench-gui KelvaneDB [ROUNDS [FOLDER]]\n");
-        return 2;
-    }
+    CommandLine commandLine("Times the Hierarchy tab against a plain read of ProcessCreate (only reads).",
+                            {{0, "measured"}});
+    commandLine.addPositional("DATABASE", "A Kelvane database.");
+    commandLine.addPositional("ROUNDS", "Rounds (3).", "[ROUNDS");
+    commandLine.addPositional("FOLDER", "Where pictures go.", "[FOLDER]]");
+    commandLine.process(app, 1, 3);
+    if (!QFileInfo(QString::fromLocal8Bit(argv[1])).isFile())
+        commandLine.fail(QString::fromLocal8Bit(argv[1]) + ": no such file");
     const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 3;
     // Nothing is written: the hierarchy only reads.
     TMainDataModule data;

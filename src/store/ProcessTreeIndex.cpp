@@ -203,15 +203,17 @@ std::vector<int> ProcessTreeIndex::find(const QString& term, const std::vector<c
     const char* const text = base.text.data();
     const size_t length = base.text.size();
     size_t from = 0;
+    size_t k = 0; // the text that holds `from`: hits only move forward, so a cursor beats a search
     while (from < length) {
         const void* hit = memmem(text + from, length - from, needle.data(), needle.size());
         if (!hit)
             break;
         const auto at = static_cast<quint32>(static_cast<const char*>(hit) - text);
+        while (base.textStart[k + 1] <= at)
+            ++k;
         // The node whose text holds the hit; its other hits add nothing.
-        const auto next = std::upper_bound(base.textStart.begin(), base.textStart.end(), at);
-        const int node = base.order[static_cast<size_t>(next - base.textStart.begin()) - 1];
-        from = *next;
+        const int node = base.order[k];
+        from = base.textStart[++k];
         if (m_baseNode.empty()) {
             keep(node);
             continue;

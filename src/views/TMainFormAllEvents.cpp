@@ -1,8 +1,8 @@
 // The All Events view: the search panel, the grouping grid of all events and its detail rows.
 #include "views/TMainForm.h"
 
-#include "details/TDetailFormFactory.h"
-#include "details/TSessionViewForm.h"
+#include "details/gui/TDetailFormFactory.h"
+#include "details/gui/TSessionViewForm.h"
 #include "store/AllEventsGridDescription.h"
 #include "store/AllEventsLayout.h"
 #include "store/AllEventsSearch.h"
@@ -204,11 +204,11 @@ const DetailView& TMainForm::cxGridAllEventsDetailsLevelGetGridView(int eventTyp
 }
 
 void TMainForm::FIDPropertiesStartClick(const QString& table, const QString& cellText) {
-    openDetailFormByTable(this, table, cellText.toLongLong());
+    openDetailFormByTable(this, m_data, table, cellText.toLongLong());
 }
 
 void TMainForm::GuidPropertiesStartClick(const QString& guid) {
-    ui::TSessionViewForm::openSession(guid);
+    ui::TSessionViewForm::openSession(m_data, guid, this);
 }
 
 AllEventsGridDescription TMainForm::allEventsGridDescription() const {

@@ -1,5 +1,5 @@
 // The Hierarchy tab: who started whom, as one tree of every logged process.
-#include "details/TDetailFormFactory.h"
+#include "details/gui/TDetailFormFactory.h"
 #include "settings/TSysmonEventData.h"
 #include "store/ProcessHierarchy.h"
 #include "store/ProcessTreeIndex.h"
@@ -87,7 +87,7 @@ QWidget* TMainForm::buildHierarchyTab() {
     ProcessDiagram->setNodeFont(font);
     HierarchyBrowser::Hooks hooks;
     hooks.draw = [this](const ProcessHierarchy& tree) { return fillProcessDiagram(tree); };
-    hooks.openProcess = [this](qint32 fid) { guarded([&] { openDetailFormByType(this, 1, fid); }); };
+    hooks.openProcess = [this](qint32 fid) { guarded([&] { openDetailFormByType(this, m_data, 1, fid); }); };
     m_hierarchyBrowser = new HierarchyBrowser(ProcessDiagram, std::move(hooks), tab);
     layout->addWidget(m_hierarchyBrowser, 1);
 

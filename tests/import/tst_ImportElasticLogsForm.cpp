@@ -1,7 +1,7 @@
 #include "ElasticDocuments.h"
 #include "ElasticTestServer.h"
 #include "import/elastic/TElasticImportController.h"
-#include "import/elastic/TImportElasticLogsForm.h"
+#include "import/gui/TImportElasticLogsForm.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "store/TQuery.h"
