@@ -2,13 +2,16 @@
 
 #include "store/AllEventsSearch.h"
 #include "store/DestinationCountries.h"
+#include "store/EventItems.h"
 #include "store/ProcessHierarchy.h"
 #include "store/TMainDataModule.h"
 
 #include <QFileInfo>
 #include <QTextStream>
 
+#include <algorithm>
 #include <stdexcept>
+#include <vector>
 
 namespace kelvane {
 
@@ -37,6 +40,31 @@ int runSearchCommand(TMainDataModule& data, const QStringList& args, QTextStream
     return 0;
 }
 
+// Every data item of every event (or of the events named by GID), a line per event in import order.
+int itemsCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
+    std::vector<std::int64_t> gids;
+    for (const QString& arg : args) {
+        bool ok = false;
+        const qlonglong gid = arg.toLongLong(&ok);
+        if (!ok) {
+            QTextStream(stderr) << "usage: kelvane-query --db PATH items [GID...]\n";
+            return 2;
+        }
+        gids.push_back(gid);
+    }
+    auto print = [&out](const EventItems& event) { out << QString::fromStdString(itemsLine(event)) << '\n'; };
+    if (gids.empty()) {
+        forEachEventItems(data.connection(), print);
+        return 0;
+    }
+    std::sort(gids.begin(), gids.end());
+    gids.erase(std::unique(gids.begin(), gids.end()), gids.end());
+    for (std::int64_t gid : gids)
+        if (const auto event = readEventItems(data.connection(), gid))
+            print(*event);
+    return 0;
+}
+
 } // namespace
 
 const std::map<QString, QueryCommand>& queryCommands() {
@@ -51,6 +79,7 @@ const std::map<QString, QueryCommand>& queryCommands() {
           }}},
         {"countries", {QString(), countriesCommand}},
         {"search", {"TERM", &runSearchCommand}},
+        {"items", {"[GID...]", &itemsCommand}},
     };
     return commands;
 }

@@ -4,6 +4,7 @@
 #include "settings/gui/TPreferencesForm.h"
 #include "store/AllEventsLayout.h"
 #include "store/AllEventsSearch.h"
+#include "store/EventCatalogue.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/Icons.h"
 #include "toolkit/MessageService.h"
@@ -192,12 +193,8 @@ QWidget* TMainForm::buildEventFilterPanel() {
     auto* layout = new QVBoxLayout(filterPanel);
     scCheckListBoxEventsFilter = new QListWidget(filterPanel);
     scCheckListBoxEventsFilter->setObjectName("scCheckListBoxEventsFilter");
-    for (const char* entry :
-         {"CreateRemoteThreadDetected", "FileCreated", "FileCreationTimeChanged", "FileStreamCreated",
-          "ImageLoaded", "NetworkConnectionDetected", "PipeConnected", "PipeCreated", "ProcessAccessed",
-          "ProcessCreate", "ProcessTerminated", "RawAccessReadDetected", "RegistryObjectAddedOrDeleted",
-          "RegistryValueSet", "RegistryObjectRenamed", "DnsQuery"}) {
-        auto* item = new QListWidgetItem(entry, scCheckListBoxEventsFilter);
+    for (const EventFilterEntry& entry : catalogue::processViewFilter()) {
+        auto* item = new QListWidgetItem(QString::fromLatin1(entry.caption), scCheckListBoxEventsFilter);
         item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
         item->setCheckState(Qt::Checked);
     }

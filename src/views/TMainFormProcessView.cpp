@@ -5,6 +5,7 @@
 #include "details/gui/TDetailFormFactory.h"
 #include "output/gui/ExportFlows.h"
 #include "settings/TSysmonEventData.h"
+#include "store/EventCatalogue.h"
 #include "store/SessionEvents.h"
 #include "store/TMainDataModule.h"
 #include "store/TPagedQuery.h"
@@ -107,11 +108,11 @@ void TMainForm::ButtonFilterApplyClick() {
 }
 
 void TMainForm::ApplyEventsFilter() {
-    static constexpr int kConditionIds[] = {8, 11, 2, 15, 7, 3, 18, 17, 10, 1, 5, 9, 12, 13, 14, 22};
+    const auto entries = catalogue::processViewFilter();
     QStringList lines{"SELECT ImageExe FROM AllImageExes"};
-    for (int i = 0; i < scCheckListBoxEventsFilter->count() && i < 16; ++i)
+    for (int i = 0; i < scCheckListBoxEventsFilter->count() && i < static_cast<int>(entries.size()); ++i)
         if (scCheckListBoxEventsFilter->item(i)->checkState() == Qt::Checked)
-            lines << QString("EventType = %1").arg(kConditionIds[i]);
+            lines << QString("EventType = %1").arg(entries[static_cast<size_t>(i)].id);
     const int n = static_cast<int>(lines.size());
     TQuery& exes = m_data.query("FDQueryExes");
     if (n == 1) {
