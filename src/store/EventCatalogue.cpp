@@ -2,6 +2,9 @@
 
 #include "store/EventTableFields.h"
 
+#include <mutex>
+#include <set>
+#include <string>
 #include <vector>
 
 namespace kelvane::catalogue {
@@ -253,6 +256,39 @@ const FieldDef* columnOfItem(const EventTypeInfo& type, std::string_view item) {
         if (item == field.name)
             return &field;
     return nullptr;
+}
+
+const char* itemCaption(std::string_view item) {
+    std::string caption;
+    std::string word;
+    auto flush = [&] {
+        if (word.empty())
+            return;
+        if (word == "Guid" || word == "Id" || word == "Utc")
+            for (char& c : word)
+                c = static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
+        else if (!caption.empty() && word.size() > 1 && !(word[1] >= 'A' && word[1] <= 'Z'))
+            word[0] = static_cast<char>(word[0] - 'A' + 'a');
+        if (!caption.empty())
+            caption += ' ';
+        caption += word;
+        word.clear();
+    };
+    for (size_t i = 0; i < item.size(); ++i) {
+        const char c = item[i];
+        const bool upper = c >= 'A' && c <= 'Z';
+        // A capital starts a word, unless it continues a run of capitals ("ID").
+        const bool nextLower = i + 1 < item.size() && item[i + 1] >= 'a' && item[i + 1] <= 'z';
+        const bool prevUpper = i > 0 && item[i - 1] >= 'A' && item[i - 1] <= 'Z';
+        if (upper && (!prevUpper || nextLower))
+            flush();
+        word += c;
+    }
+    flush();
+    static std::mutex lock;
+    static std::set<std::string, std::less<>> captions;
+    const std::lock_guard guard(lock);
+    return captions.insert(std::move(caption)).first->c_str();
 }
 
 } // namespace kelvane::catalogue

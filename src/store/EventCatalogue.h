@@ -75,5 +75,10 @@ std::span<const EventFilterEntry> processViewFilter();
 // The column of a type's table that holds an item, or nullptr when the table has none.
 const FieldDef* columnOfItem(const EventTypeInfo& type, std::string_view item);
 
+// A caption for an item of the later types' grids and sheets: its words apart, the first capitalised,
+// GUID, ID and UTC in capitals ("TargetFilename" -> "Target filename", "ProcessGuid" -> "Process GUID").
+// The text lives as long as the program.
+const char* itemCaption(std::string_view item);
+
 } // namespace catalogue
 } // namespace kelvane
