@@ -2,6 +2,9 @@
 //   kelvane-genlog [--seed S] [--noroot] [--utf16] [--computers K] [--process-tree] N OUT.xml
 
 #include "SysmonLogGenerator.h"
+#include "settings/CommandLine.h"
+
+#include <QCoreApplication>
 
 #include <chrono>
 #include <cstdio>
@@ -28,6 +31,18 @@ bool parseNumber(const char* text, std::uint64_t& value) {
 } // namespace
 
 int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    kelvane::CommandLine commandLine("Writes a realistic Sysmon log of N events.",
+                                     {{0, "the log is written"}, {1, "the log could not be written"}});
+    QCommandLineParser& parser = commandLine.parser();
+    parser.addOptions({{"seed", "Seed of the generator.", "S"},
+                       {"noroot", "No <Events> root element."},
+                       {"utf16", "Write UTF-16 with a byte order mark."},
+                       {"computers", "Computers the events come from (1 to 10000).", "K"},
+                       {"process-tree", "A busy machine where processes start processes."}});
+    commandLine.addPositional("N", "Events to write.");
+    commandLine.addPositional("OUT", "The log file to write.");
+    commandLine.process(app, 2, 2);
     kelvane::SysmonLogOptions options;
     std::string out;
     bool haveCount = false;

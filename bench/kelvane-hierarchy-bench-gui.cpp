@@ -3,6 +3,7 @@
 // busy machine can be compared. Then, per round: the tree alone, the click on the generate button until
 // the diagram is laid out and painted, scroll and fit-to-window frames, and the peak memory. With a
 // FOLDER, pictures of the far right end of the drawing and of the fitted drawing are saved there.
+#include "settings/CommandLine.h"
 #include "store/ProcessHierarchy.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/TNodeDiagram.h"
@@ -63,10 +64,14 @@ void printFrames(const char* what, std::vector<double> frames) {
 
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
-    if (argc < 2 || !QFileInfo(QString::fromLocal8Bit(argv[1])).isFile()) {
-        std::fprintf(stderr, "usage: kelvane-hierarchy-bench-gui KelvaneDB [ROUNDS [FOLDER]]\n");
-        return 2;
-    }
+    CommandLine commandLine("Times the Hierarchy tab against a plain read of ProcessCreate (only reads).",
+                            {{0, "measured"}});
+    commandLine.addPositional("DATABASE", "A Kelvane database.");
+    commandLine.addPositional("ROUNDS", "Rounds (3).", "[ROUNDS");
+    commandLine.addPositional("FOLDER", "Where pictures go.", "[FOLDER]]");
+    commandLine.process(app, 1, 3);
+    if (!QFileInfo(QString::fromLocal8Bit(argv[1])).isFile())
+        commandLine.fail(QString::fromLocal8Bit(argv[1]) + ": no such file");
     const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 3;
     // Nothing is written: the hierarchy only reads.
     TMainDataModule data;

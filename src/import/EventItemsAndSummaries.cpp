@@ -10,10 +10,7 @@
 namespace kelvane {
 
 const std::string* TEventMapper::item(std::string_view name) const {
-    const std::string* value = m_state->FEventRecordData.find(name);
-    if (!value && fromServer() && !(m_columns && m_columns->hasItem(name)))
-        throw DatasetError("FDQueryData: Field 'event_data." + std::string(name) + "' not found");
-    return value;
+    return m_state->FEventRecordData.find(name);
 }
 
 std::string_view TEventMapper::ReadText(std::string_view name) const {
@@ -58,9 +55,10 @@ bool TEventMapper::ReadBoolean(std::string_view name) const {
 
 DateTime TEventMapper::bareUtcTime() const {
     // The remote thread's own row reads its time from a column without the event_data prefix.
+    // Shippers write no such column: it reads as an absent item.
     const std::string* value = m_columns ? m_columns->column("UtcTime") : nullptr;
     if (!value)
-        throw DatasetError("FDQueryData: Field 'UtcTime' not found");
+        return DateTime::zero();
     if (auto parsed = parseUtcTime(*value))
         return *parsed;
     m_report.dateFailed();
@@ -71,12 +69,7 @@ void TEventMapper::geolocate(TTableDataset& row, const char* isIpv6, const char*
                              const char* countryCode) {
     if (row.boolean(isIpv6))
         return;
-    // A column the result lacks cannot be classified; the country columns stay as they are.
-    if (fromServer() && !m_state->FEventRecordData.contains(address) &&
-        !(m_columns && m_columns->hasItem(address)))
-        m_geo->FGeoError = true;
-    else
-        m_geo->GeolocateEventAddress(m_state->FEventRecordData, address);
+    m_geo->GeolocateEventAddress(m_state->FEventRecordData, address);
     if (!m_geo->FGeoError) {
         row.setText(country, m_geo->FCountry.toStdString());
         row.setText(countryCode, m_geo->FCountryCode.toStdString());

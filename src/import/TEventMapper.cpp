@@ -86,10 +86,8 @@ TEventMapper::TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeoloc
                 plan.computer = index;
             } else if (name == "RuleName") {
                 plan.ruleName = index;
-            } else if (name == "OriginalFileName" &&
-                       (source == EventSource::Elasticsearch || (type.id == 1 && m_geo))) {
-                // The geolocating import leaves this column of process creations alone, and the
-                // server import never fills it.
+            } else if (name == "OriginalFileName" && type.id == 1 && m_geo && source == EventSource::XmlLog) {
+                // The geolocating import of a log leaves this column of process creations alone.
             } else if (name == "Hashes") {
                 plan.fields.push_back({Role::Hashes, index, type.id == 15 ? "Hash" : "Hashes"});
             } else if (name == "MD5") {

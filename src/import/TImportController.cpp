@@ -47,7 +47,7 @@ void TImportController::ImportWorker() {
         // A file that is not well formed ends the parse early; what was read so far stays.
         pipeline.run(FileName.toStdString(), afterEvent);
     });
-    m_report.setRecordsSkipped(m_reader->recordsSkipped());
+    m_report.setReadLosses(m_reader->losses());
     m_eventsCount.store(pipeline.eventsCount());
 }
 

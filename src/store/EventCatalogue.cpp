@@ -233,6 +233,16 @@ const EventTypeInfo* findByTable(std::string_view table) {
     return nullptr;
 }
 
+std::span<const int> sysmonEventIds() {
+    static const std::vector<int> ids = [] {
+        std::vector<int> list;
+        for (const auto& t : all())
+            list.push_back(t.id);
+        return list;
+    }();
+    return ids;
+}
+
 const char* readerDisplayName(int id) {
     const EventTypeInfo* type = find(id);
     return type ? type->displayName : nullptr;

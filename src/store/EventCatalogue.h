@@ -51,10 +51,10 @@ struct EventTypeInfo {
     bool reachesProcessView() const { return !imageFeeds.empty(); }
 };
 
-// An entry of the process view's event filter.
+// An entry of the process view's event filter: its text and the event type it stands for.
 struct EventFilterEntry {
-    const char* caption;
-    int id;
+    const char* name;
+    int eventType;
 };
 
 namespace catalogue {
@@ -67,6 +67,10 @@ const EventTypeInfo* findByTable(std::string_view table);
 // The display name the reader keeps while an event is read; nullptr for unknown ids (which leave the
 // previous name in place).
 const char* readerDisplayName(int id);
+
+// Every event id that Sysmon defines, in id order: the events an import counts, and the ids the
+// search-server import asks for, so that both imports count the same events.
+std::span<const int> sysmonEventIds();
 
 // The types that reach the process view, in the order of its filter list: the sixteen of the first
 // layout in their fixed order, then the later ones by id.

@@ -224,7 +224,7 @@ private slots:
         QCOMPARE(session, processBound ? (QList<int>{1, id}) : QList<int>{1});
 
         // Its sheet shows its items and, below them, the one no column takes.
-        auto* form = qobject_cast<TEventDetailForm*>(openDetailFormByType(&m_owner, id, 2));
+        auto* form = qobject_cast<TEventDetailForm*>(openDetailFormByType(&m_owner, *m_data, id, 2));
         QVERIFY(form);
         QCOMPARE(form->windowTitle(), table + " Event Details");
         QCOMPARE(shown.section('=', 0, 0) + '=' + form->fieldText(shown.section('=', 0, 0)), shown);
@@ -262,7 +262,7 @@ private slots:
         QCOMPARE(rows("SELECT OriginalFileName, CommandLine FROM ProcessCreate"),
                  QStringList{"Cmd.Exe|cmd /c whoami"});
 
-        auto* form = qobject_cast<TEventDetailForm*>(openDetailFormByType(&m_owner, 1, 1));
+        auto* form = qobject_cast<TEventDetailForm*>(openDetailFormByType(&m_owner, *m_data, 1, 1));
         QVERIFY(form);
         QCOMPARE(moreItems(*form), extras);
         form->close();
@@ -271,13 +271,13 @@ private slots:
 
     void sheetWithoutExtraItemsKeepsTheSectionClosed() {
         import({{ 5, withProcess({}) }}, Format::Xml);
-        auto* form = qobject_cast<TEventDetailForm*>(openDetailFormByType(&m_owner, 5, 1));
+        auto* form = qobject_cast<TEventDetailForm*>(openDetailFormByType(&m_owner, *m_data, 5, 1));
         QVERIFY(form);
         // User is no column of a process end in the first layout.
         QCOMPARE(moreItems(*form), QStringList{"User=CORP\\ana"});
         form->close();
         import({{ 5, { {"UtcTime", "2024-03-01 09:00:01.500"}, { "ProcessGuid", kGuid } } }}, Format::Xml);
-        form = qobject_cast<TEventDetailForm*>(openDetailFormByType(&m_owner, 5, 1));
+        form = qobject_cast<TEventDetailForm*>(openDetailFormByType(&m_owner, *m_data, 5, 1));
         const auto* button = form->findChild<QToolButton*>("ButtonMoreItems");
         QVERIFY(!button->isChecked() && !button->isEnabled());
         QVERIFY(form->moreItemsGrid()->isHidden());

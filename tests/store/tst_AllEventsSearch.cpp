@@ -243,7 +243,7 @@ private slots:
         QTest::addColumn<QString>("view");
         QTest::newRow("19") << 19 << "cxGridAllEventsDBTableViewWMIFilter";
         QTest::newRow("17") << 17 << "cxGridAllEventsDBTableViewPipeCreated";
-        QTest::newRow("unknown") << 4 << "cxGridAllEventsDBTableViewCreateRemoteThreadDetected";
+        QTest::newRow("unknown") << 30 << "cxGridAllEventsDBTableViewCreateRemoteThreadDetected";
     }
     void viewsPerType() {
         QFETCH(int, type);

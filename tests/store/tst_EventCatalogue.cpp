@@ -60,7 +60,7 @@ private slots:
     void filterKeepsTheFirstOrderThenAddsByReach() {
         QStringList captions;
         for (const EventFilterEntry& entry : catalogue::processViewFilter())
-            captions << entry.caption;
+            captions << entry.name;
         QCOMPARE(captions.size(), 23);
         QCOMPARE(captions.first(), QString("CreateRemoteThreadDetected"));
         QCOMPARE(captions.at(15), QString("DnsQuery"));

@@ -14,6 +14,7 @@ class QToolButton;
 class QTreeWidgetItem;
 
 namespace kelvane {
+class TMainDataModule;
 class TVirusTotalLookup;
 struct VTOutcome;
 struct VTTreeNode;
@@ -33,6 +34,9 @@ class TEventDetailForm : public QWidget {
 public:
     // `owner` is the opening window: closing it closes the form.
     TEventDetailForm(const DetailFormLayout& layout, QWidget* owner);
+
+    // The data module the form reads from; set by its opener before SetQueryParams.
+    void setDataModule(TMainDataModule& data) { m_data = &data; }
 
     // Reads the row whose FID is GID from TableName (an event table of the catalogue) into the grid.
     // A GID with no row leaves every value empty. Throws on an unknown table or a database fault.
@@ -56,6 +60,9 @@ public:
     // A click on a host name row: asks for its domain, whatever the box says.
     void domainRowClick(const QString& field);
     QString statusText() const;
+    // The process create sheet's way to its process in the Hierarchy tab: the main window focuses the
+    // tree on the process of the sheet's GUID.
+    void showInHierarchy();
     bool virusTotalBusy() const;
     // Points the lookups at another server (tests, a proxy); the default is the public API.
     void setVirusTotalAddress(const QString& baseUrl);
@@ -98,6 +105,7 @@ private:
     void showMoreItems(qint64 gid);
 
     const DetailFormLayout& m_layout;
+    TMainDataModule* m_data = nullptr;
     TPropertyGrid* m_grid = nullptr;
     TPropertyGrid* m_moreGrid = nullptr;
     QToolButton* m_moreButton = nullptr;
