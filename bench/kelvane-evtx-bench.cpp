@@ -9,6 +9,7 @@
 //   import LOG                 one import (what versus runs)
 // The generator first: Qt's keyword macros would rename its members.
 #include "SysmonLogGenerator.h"
+#include "settings/CommandLine.h"
 // clang-format off
 #include "EvtxLogBuilder.h"
 // clang-format on
@@ -281,6 +282,11 @@ int versus(const QString& evtxLog, const QString& xmlLog, int rounds) {
 int main(int argc, char* argv[]) {
     kelvane::sql::configureLibrary();
     QCoreApplication app(argc, argv);
+    CommandLine commandLine("Writes a large .evtx file (and the XML of the same events), or times the .evtx "
+                            "reader alone.",
+                            {{0, "done"}});
+    commandLine.addPositional("make N COPIES OUT | parse FILE [THREADS]", "What to do.");
+    commandLine.process(app, 2, 4);
     const QStringList args = app.arguments();
     if (args.size() == 5 && args[1] == "make")
         return make(args[2].toULongLong(), args[3].toInt(), args[4]);

@@ -113,8 +113,12 @@ void TImportTask::OmniEventMonitorTaskTerminated() {
     // finished() is sent from the thread's last moments: it is gone once wait returns.
     m_thread->wait();
     m_thread.reset();
+    try {
+        m_data.CloseDatabaseAndTables();
+    } catch (const std::exception& e) {
+        m_report.workerFailed(QString::fromUtf8(e.what()));
+    }
     m_report.finished(m_eventsCount.load());
-    m_data.CloseDatabaseAndTables();
     m_geolocator.reset();
     m_state = State::Done;
     emit finished();

@@ -112,8 +112,14 @@ DatabaseCheck checkKelvaneDatabase(const QString& path, int waitMs) {
                     return {DatabaseCheck::OtherVersion,
                             QString("its table %1 has no column %2").arg(table.name, field.name)};
             // The newest row of every table: a damaged end of a table shows here, without reading it all.
-            auto last =
-                db.prepare(std::string("SELECT * FROM \"") + table.name + "\" ORDER BY rowid DESC LIMIT 1");
+            // A table without row ids gives its first row instead.
+            const std::string quoted = std::string("\"") + table.name + "\"";
+            sql::Statement last;
+            try {
+                last = db.prepare("SELECT * FROM " + quoted + " ORDER BY rowid DESC LIMIT 1");
+            } catch (const sql::Error&) {
+                last = db.prepare("SELECT * FROM " + quoted + " LIMIT 1");
+            }
             last.step();
         }
         auto version = db.prepare("SELECT SVersion FROM KelvaneVersion");

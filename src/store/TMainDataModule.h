@@ -29,6 +29,8 @@ public:
     void setReadOnly(bool readOnly) { m_readOnly = readOnly; }
 
     void OpenDatabase();
+    // Commits a batch still open; throws sql::Error when that fails, with the connection closed all
+    // the same (the batch's rows are lost then).
     void CloseDatabase();
     void OpenDatabaseAndTables();
     void CloseTablesOnly();

@@ -120,7 +120,7 @@ private slots:
         const QString path = prepared(change);
         const QByteArray before = contents(path);
         const DatabaseCheck check = checkKelvaneDatabase(path);
-        QCOMPARE(int(check.state), state);
+        QVERIFY2(int(check.state) == state, qPrintable(check.message()));
         QCOMPARE(check.message().left(says.size()), says);
         // Only read: the file is as it was, and nothing was made beside it.
         QCOMPARE(QFile::exists(path), change != "missing");
