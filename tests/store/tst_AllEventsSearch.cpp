@@ -282,6 +282,25 @@ private slots:
         QCOMPARE(finished.count(), 1);
     }
 
+    // Both reads say why they failed instead of leaving the grid silently unsorted or empty.
+    void taskReportsFailures() {
+        QTemporaryDir dir;
+        const QString notADatabase = dir.filePath("KelvaneDB");
+        QFile file(notADatabase);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray(4096, 'x'));
+        file.close();
+        AllEventsSearchTask task;
+        QSignalSpy indexFailed(&task, &AllEventsSearchTask::indexFailed);
+        QSignalSpy searchFailed(&task, &AllEventsSearchTask::searchFailed);
+        task.readIndex(notADatabase);
+        task.search(notADatabase, "x");
+        QTRY_COMPARE(indexFailed.count(), 1);
+        QTRY_COMPARE(searchFailed.count(), 1);
+        QVERIFY(indexFailed.first().first().toString().contains("not a database"));
+        task.stop();
+    }
+
     void queryCommand() {
         QString text;
         QTextStream out(&text);

@@ -61,6 +61,29 @@ private slots:
         QVERIFY(!data.HasDatabaseConnection());
     }
 
+    // A batch that cannot be committed at closing is reported, and the connection goes all the same.
+    void closingReportsAFailedCommit() {
+        TMainDataModule data;
+        data.setDatabasePath(newPath());
+        data.OpenDatabase();
+        // A deferred foreign key fails the COMMIT itself, not the INSERT before it.
+        data.connection().exec(
+            "PRAGMA foreign_keys = ON;"
+            "CREATE TABLE Parent(Id INTEGER PRIMARY KEY);"
+            "CREATE TABLE Child(ParentId REFERENCES Parent(Id) DEFERRABLE INITIALLY DEFERRED);");
+        data.beginBatch();
+        data.connection().exec("INSERT INTO Child VALUES (7)");
+        try {
+            data.CloseDatabase();
+            QFAIL("closing hid the failed commit");
+        } catch (const sql::Error& e) {
+            QVERIFY2(QString(e.what()).contains("FOREIGN KEY"), e.what());
+        }
+        QVERIFY(!data.HasDatabaseConnection());
+        QVERIFY(!data.inBatch());
+        data.CloseDatabase(); // nothing left to fail
+    }
+
     void hasImportedData_data() {
         QTest::addColumn<QString>("setup");
         QTest::addColumn<bool>("expected");

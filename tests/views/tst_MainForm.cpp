@@ -280,6 +280,22 @@ private slots:
         QCOMPARE(m_form->selectedSessions().size(), 2);
         QTest::keyClick(sessions, Qt::Key_Up);
         QCOMPARE(m_form->selectedSessions().size(), 2);
+
+        // On to the diagram: down from the image to its computer and the first box, Enter opens it.
+        TNodeDiagram* d = diagram();
+        d->setFocus();
+        QTest::keyClick(d, Qt::Key_Down);
+        QCOMPARE(d->selectedNode(), m_form->firstNode());
+        QTest::keyClick(d, Qt::Key_Return); // the image has no event: nothing opens
+        QTest::keyClick(d, Qt::Key_Down);
+        QTest::keyClick(d, Qt::Key_Down);
+        QCOMPARE(d->selectedNode(), m_form->firstNode()->child(0)->child(0));
+        QTest::keyClick(d, Qt::Key_Right); // the second chain's first box
+        QCOMPARE(d->selectedNode(), m_form->firstNode()->child(0)->child(1));
+        QVERIFY(m_form->findChildren<QWidget*>("TProcessCreateForm").isEmpty());
+        QTest::keyClick(d, Qt::Key_Left);
+        QTest::keyClick(d, Qt::Key_Return);
+        QCOMPARE(m_form->findChildren<QWidget*>("TProcessCreateForm").size(), 1);
     }
 
     // Detail sheets and session windows open over the main window and close by keyboard.

@@ -134,7 +134,10 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
     // A process GUID, the widest value most forms show, fits beside the captions.
     const int guidWidth = metrics.horizontalAdvance(QStringLiteral("{00000000-0000-0000-0000-000000000000}"));
     const int fitting = widest + guidWidth + 4 * metrics.averageCharWidth() + 20;
-    resize(std::max(static_cast<int>(layout.width * scale), fitting), layout.height);
+    // Sheets with a reputation panel open at their declared size; the panel's tree fits its columns.
+    resize(layout.hasReputationPanel ? layout.width
+                                     : std::max(static_cast<int>(layout.width * scale), fitting),
+           layout.height);
     if (layout.minWidth > 0)
         setMinimumSize(layout.minWidth, layout.minHeight);
 }

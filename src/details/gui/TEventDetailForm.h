@@ -23,6 +23,7 @@ struct VTTreeNode;
 namespace kelvane::ui {
 
 class TPropertyGrid;
+class TElidedLabel;
 class TTreeList;
 
 // The frame that every event detail form shares: a property grid with one row per field of the
@@ -68,7 +69,7 @@ public:
     void setVirusTotalAddress(const QString& baseUrl);
 
     QStatusBar* StatusBar = nullptr;
-    QLabel* StatusBarPanel = nullptr;
+    TElidedLabel* StatusBarPanel = nullptr;
     QWidget* PanelBottom = nullptr;
     QWidget* PanelOptions = nullptr;
     QCheckBox* CheckBoxVT = nullptr;
