@@ -28,8 +28,10 @@
 #include <QDir>
 #include <QEventLoop>
 #include <QFile>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QSplitter>
 #include <QTabWidget>
 #include <QTcpServer>
@@ -59,6 +61,33 @@ bool save(QWidget* widget, const QString& folder, const QString& name) {
 }
 
 // The lit map with the connections of the United States open under it and the tip over Germany.
+// The diagram walked by keyboard to its first event box, Enter, and the sheet that opens over the
+// window, as the user sees the two together.
+void saveSheetOpenedByKeyboard(TMainForm& form, const QString& out) {
+    auto* diagram = form.findChild<ui::TNodeDiagram*>("EventsDiagram");
+    diagram->setFocus();
+    diagram->setSelectedNode(nullptr);
+    const auto press = [diagram](int key) {
+        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
+        QCoreApplication::sendEvent(diagram, &event);
+    };
+    for (int i = 0; i < 3; ++i)
+        press(Qt::Key_Down);
+    press(Qt::Key_Return);
+    QWidget* sheet = nullptr;
+    for (QWidget* child : form.findChildren<QWidget*>())
+        if (child->isWindow() && child->isVisible() && child != &form)
+            sheet = child;
+    if (!sheet)
+        return;
+    QImage picture = form.grab().toImage();
+    QPainter painter(&picture);
+    painter.drawPixmap(sheet->frameGeometry().topLeft() - form.geometry().topLeft(), sheet->grab());
+    painter.end();
+    picture.save(QDir(out).filePath("detail-form-by-keyboard.png"));
+    sheet->close();
+}
+
 void saveMap(TMainForm& form, QTabWidget& tabs, const QString& out) {
     tabs.setCurrentWidget(form.findChild<QWidget*>("TabSheetMapView"));
     ui::TWorldMap* map = form.chartMap();
@@ -267,6 +296,13 @@ int main(int argc, char* argv[]) {
     data.CloseDatabase();
 
     ui::MessageScript script; // no modal box may block the pictures
+    {
+        // The first start: no database yet, the canvas says how to begin.
+        TMainForm first(data, temp.filePath("none/KelvaneDB"));
+        first.resize(1226, 717);
+        first.show();
+        save(&first, out, "main-first-start");
+    }
     TMainForm form(data, dbPath);
     form.resize(1400, 860);
     form.show();
@@ -294,6 +330,7 @@ int main(int argc, char* argv[]) {
     if (!secondGuid.isEmpty() && secondGuid != guid)
         form.cxGridDBColumnImageSessionsPropertiesStartClick(secondGuid);
     save(&form, out, "main-process-view-session");
+    saveSheetOpenedByKeyboard(form, out);
     auto* diagram = form.findChild<ui::TNodeDiagram*>("EventsDiagram");
     diagram->renderToImage().save(QDir(out).filePath("session-diagram-full.png"));
     for (int i = 1; i < tabs->count(); ++i) {
@@ -342,6 +379,7 @@ int main(int argc, char* argv[]) {
         settings.setVirusTotalKey("0123456789abcdef");
         settings.setVirusTotalToS(true);
         auto* hashForm = new ui::TProcessCreateForm(&form);
+        hashForm->setDataModule(data);
         hashForm->SetQueryParams("ProcessCreate", 0);
         hashForm->grid()->setValue(hashForm->grid()->rowOf("MD5"), "0f1e2d3c4b5a69788796a5b4c3d2e1f0");
         hashForm->setVirusTotalAddress(sample.address());
@@ -351,6 +389,7 @@ int main(int argc, char* argv[]) {
         save(hashForm, out, "virustotal-file");
 
         auto* netForm = new ui::TFormNetworkConnectionDetected(&form);
+        netForm->setDataModule(data);
         netForm->SetQueryParams("NetworkConnectionDetected", 0);
         netForm->grid()->setValue(netForm->grid()->rowOf("DestinationIp"), "8.8.8.8");
         netForm->grid()->setValue(netForm->grid()->rowOf("DestinationHostname"), "www.example.org");
