@@ -10,6 +10,7 @@ class QCheckBox;
 class QLabel;
 class QSplitter;
 class QStatusBar;
+class QToolButton;
 class QTreeWidgetItem;
 
 namespace kelvane {
@@ -44,6 +45,8 @@ public:
 
     const DetailFormLayout& formLayout() const { return m_layout; }
     TPropertyGrid* grid() const { return m_grid; }
+    // The items of the event that its table has no column for, under the sheet's own items.
+    TPropertyGrid* moreItemsGrid() const { return m_moreGrid; }
     // The shown text of the row for `field`, or an empty text when the form has no such row.
     QString fieldText(const QString& field) const;
 
@@ -99,9 +102,14 @@ private:
     void openSession(const QString& guid);
     void openRegistryKey(const QString& keyPath);
 
+    QWidget* buildItemsPanel();
+    void showMoreItems(qint64 gid);
+
     const DetailFormLayout& m_layout;
     TMainDataModule* m_data = nullptr;
     TPropertyGrid* m_grid = nullptr;
+    TPropertyGrid* m_moreGrid = nullptr;
+    QToolButton* m_moreButton = nullptr;
     // Holds the grid, so that a panel can be added under it.
     QSplitter* Splitter = nullptr;
     TVirusTotalLookup* m_lookup = nullptr;

@@ -400,9 +400,10 @@ ElasticHits::ElasticHits(TElasticClient& client, QString target, QByteArray quer
       m_paging(client.server().paging) {}
 
 ElasticHits::~ElasticHits() {
+    // Still open only while another failure unwinds: that one is reported, a second would hide it.
     try {
         close();
-    } catch (...) {
+    } catch (const std::exception&) {
     }
 }
 
