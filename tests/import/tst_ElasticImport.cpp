@@ -265,8 +265,6 @@ private slots:
         QTest::addColumn<Flavour>("flavour");
         QTest::newRow("winlogbeat 6, Elasticsearch 6 scroll")
             << Shape::Winlogbeat6 << Flavour::Elasticsearch6;
-        QTest::newRow("winlogbeat 6, point in time") << Shape::Winlogbeat6 << Flavour::Elasticsearch8;
-        QTest::newRow("winlogbeat 7 module, point in time") << Shape::Winlogbeat7 << Flavour::Elasticsearch8;
         QTest::newRow("winlogbeat 7 module, OpenSearch posing as 7.10")
             << Shape::Winlogbeat7 << Flavour::OpenSearchCompat;
         QTest::newRow("agent, OpenSearch 2 falls back to scroll") << Shape::Agent << Flavour::OpenSearch2;
