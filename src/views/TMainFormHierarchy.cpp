@@ -1,5 +1,5 @@
 // The Hierarchy tab: who started whom, as one tree of every logged process.
-#include "details/TDetailFormFactory.h"
+#include "details/gui/TDetailFormFactory.h"
 #include "settings/TSysmonEventData.h"
 #include "store/ProcessHierarchy.h"
 #include "store/ProcessTreeIndex.h"

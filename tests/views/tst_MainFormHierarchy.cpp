@@ -1,5 +1,5 @@
-#include "details/TDetailFormFactory.h"
-#include "details/TEventDetailForm.h"
+#include "details/gui/TDetailFormFactory.h"
+#include "details/gui/TEventDetailForm.h"
 #include "settings/TSharedResourcesModule.h"
 #include "settings/TSysmonEventData.h"
 #include "store/ProcessTreeIndex.h"
