@@ -1,8 +1,8 @@
 // Writes pictures of Kelvane's windows for review: kelvane-screens OUTPUT_FOLDER [EVENTS].
 // Imports a generated log into a temporary folder, then drives the main window as a user would and
 // grabs the main window on each tab, a drawn session, a detail form and a session view window.
-// kelvane-screens OUTPUT_FOLDER --hierarchy KelvaneDB TERM GUID pictures the Hierarchy tab over a copy
-// of a database: a process found by TERM, the family of GUID, and the tree list.
+// kelvane-screens OUTPUT_FOLDER --hierarchy KelvaneDB --find TERM --focus GUID pictures the Hierarchy
+// tab over a copy of a database: a process found by TERM, the family of GUID, and the tree list.
 #include "../bench/CountryFill.h"
 #include "../bench/SysmonLogGenerator.h"
 #include "details/gui/TDetailFormFactory.h"
@@ -244,18 +244,21 @@ int main(int argc, char* argv[]) {
                             {{0, "the pictures are written"}});
     commandLine.addPositional("FOLDER", "Where the PNG files go.");
     commandLine.addPositional("EVENTS", "Events in the generated log (20000).", "[EVENTS]");
+    const QCommandLineOption hierarchyOption(
+        "hierarchy",
+        "Only the Hierarchy tab, over a copy of DATABASE: a process found by "
+        "--find, the family of --focus, the tree list.",
+        "DATABASE");
+    const QCommandLineOption findTerm("find", "What the Hierarchy pictures find.", "TERM");
+    const QCommandLineOption focusGuid("focus", "The process GUID the Hierarchy pictures focus on.", "GUID");
+    commandLine.parser().addOptions({hierarchyOption, findTerm, focusGuid});
     commandLine.process(app, 1, 2);
-    const QString out = QString::fromLocal8Bit(argv[1]);
+    const QString out = commandLine.positional().at(0);
     QDir().mkpath(out);
-    if (argc > 2 && QLatin1String(argv[2]) == QLatin1String("--hierarchy")) {
-        if (argc != 6) {
-            std::fprintf(stderr, "usage: kelvane-screens OUTPUT_FOLDER --hierarchy KelvaneDB TERM GUID\n");
-            return 2;
-        }
-        return hierarchyScreens(out, QString::fromLocal8Bit(argv[3]), QString::fromLocal8Bit(argv[4]),
-                                QString::fromLocal8Bit(argv[5]));
-    }
-    const int events = argc > 2 ? std::atoi(argv[2]) : 20000;
+    if (commandLine.isSet("hierarchy"))
+        return hierarchyScreens(out, commandLine.value("hierarchy"), commandLine.value("find"),
+                                commandLine.value("focus"));
+    const int events = commandLine.positional().size() > 1 ? commandLine.positional().at(1).toInt() : 20000;
 
     QTemporaryDir temp;
     TSharedResourcesModule settings(temp.filePath("settings.ini"));

@@ -222,7 +222,7 @@ QWidget* TMainForm::buildEventFilterPanel() {
     scCheckListBoxEventsFilter = new QListWidget(filterPanel);
     scCheckListBoxEventsFilter->setObjectName("scCheckListBoxEventsFilter");
     for (const EventFilterEntry& entry : eventFilterEntries()) {
-        auto* item = new QListWidgetItem(entry.name, scCheckListBoxEventsFilter);
+        auto* item = new QListWidgetItem(QString::fromLatin1(entry.name), scCheckListBoxEventsFilter);
         item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
         item->setCheckState(Qt::Checked);
     }

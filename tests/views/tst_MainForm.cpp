@@ -147,8 +147,10 @@ private slots:
             QVERIFY(grid(name)->emptyTextShown());
         QVERIFY(!m_form->dataLoaded());
         auto* filter = find<QListWidget>("scCheckListBoxEventsFilter");
-        QCOMPARE(filter->count(), 16);
+        // The sixteen types of the first layout, then the later ones that reach the process view.
+        QCOMPARE(filter->count(), 23);
         QCOMPARE(filter->item(15)->text(), QString("DnsQuery"));
+        QCOMPARE(filter->item(22)->text(), QString("FileExecutableDetected"));
         QCOMPARE(filter->item(0)->checkState(), Qt::Checked);
         QStringList visible;
         for (QAction* a : m_form->menuBar()->actions().first()->menu()->actions())
@@ -468,6 +470,11 @@ private slots:
         QCOMPARE(rows(grid("cxGridImages")), QStringList{"tool.exe"});
         QCOMPARE(QString::fromStdString(m_data->query("FDQueryExes").sql()),
                  QString("SELECT ImageExe FROM AllImageExes\nWHERE EventType = 3\nGROUP BY ImageExe"));
+        filter->item(5)->setCheckState(Qt::Unchecked);
+        filter->item(16)->setCheckState(Qt::Checked); // FileDeleteArchived, a later type
+        find<QPushButton>("ButtonFilterApply")->click();
+        QCOMPARE(QString::fromStdString(m_data->query("FDQueryExes").sql()),
+                 QString("SELECT ImageExe FROM AllImageExes\nWHERE EventType = 23\nGROUP BY ImageExe"));
         find<QPushButton>("ButtonFilterAll")->click();
         find<QPushButton>("ButtonFilterApply")->click();
         QCOMPARE(rows(grid("cxGridImages")).size(), 2);

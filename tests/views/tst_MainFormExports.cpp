@@ -14,6 +14,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QStatusBar>
 #include <QTemporaryDir>
 #include <QToolButton>
@@ -148,6 +149,8 @@ private slots:
     }
 
     void mapGridAndReport() {
+        if (QStandardPaths::findExecutable("pdftotext").isEmpty())
+            QSKIP("needs pdftotext");
         load();
         clickCountry("FR");
         MessageScript script;
@@ -168,6 +171,8 @@ private slots:
     }
 
     void allEventsAsShown() {
+        if (QStandardPaths::findExecutable("unzip").isEmpty())
+            QSKIP("needs unzip");
         load();
         search(QString(), 5);
         MessageScript script;
