@@ -19,6 +19,13 @@ Q_DECLARE_METATYPE(ElasticTestServer::Flavour)
 
 namespace {
 
+// A server of the given kind, open to anyone, over plain HTTP.
+ElasticTestServer::Options serverOf(Flavour flavour) {
+    ElasticTestServer::Options options;
+    options.flavour = flavour;
+    return options;
+}
+
 const QString kGuid = "{5A1C3E20-8B3D-6040-6C01-000000000600}";
 const QString kParentGuid = "{5A1C3E20-7F12-6040-5A00-000000000600}";
 const QString kTargetGuid = "{5A1C3E20-9000-6040-7C01-000000000600}";
@@ -277,7 +284,7 @@ private slots:
         importXml(events);
         const auto expected = contents();
 
-        ElasticTestServer server({.flavour = flavour});
+        ElasticTestServer server(serverOf(flavour));
         // Other channels share the index, as winlogbeat ships every log it reads.
         server.addDocuments("sysmon-1", documents(shape, events) +
                                             QList<QByteArray>{elasticdocs::otherChannel(shape, 1),
@@ -318,7 +325,7 @@ private slots:
         for (const QByteArray& line : file.readAll().split('\n'))
             if (!line.trimmed().isEmpty())
                 sources << line;
-        ElasticTestServer server({.flavour = flavour});
+        ElasticTestServer server(serverOf(flavour));
         server.addDocuments("winlogbeat-1", sources);
         importFrom(server, "winlogbeat-1");
         QCOMPARE(label(), QString("Done! Imported %1 Events").arg(sources.size()));
@@ -346,7 +353,7 @@ private slots:
         for (auto& [name, value] : command)
             if (name == "CommandLine")
                 value = "cmd /c \"a\"\r\nnext";
-        ElasticTestServer server({.flavour = Flavour::Elasticsearch8});
+        ElasticTestServer server(serverOf(Flavour::Elasticsearch8));
         server.addDocuments("s", {elasticdocs::document(Shape::Winlogbeat6, 14, rename),
                                   elasticdocs::document(Shape::Winlogbeat6, 8, thread),
                                   elasticdocs::document(Shape::Winlogbeat6, 21, binding),
@@ -413,7 +420,7 @@ private slots:
         QFETCH(QStringList, computers);
         QFETCH(QString, tables);
         QFETCH(QStringList, expected);
-        ElasticTestServer server({.flavour = Flavour::Elasticsearch8});
+        ElasticTestServer server(serverOf(Flavour::Elasticsearch8));
         for (int i = 0; i < computers.size(); ++i)
             server.addDocuments("s", {elasticdocs::document(Shape::Winlogbeat6, 5,
                                                             {{"RuleName", "-"},
@@ -441,7 +448,7 @@ private slots:
         QFETCH(QList<int>, ids);
         QFETCH(bool, otherChannel);
         QFETCH(int, counted);
-        ElasticTestServer server({.flavour = Flavour::Elasticsearch8});
+        ElasticTestServer server(serverOf(Flavour::Elasticsearch8));
         QList<QByteArray> sources;
         for (const int id : ids)
             sources << (otherChannel ? elasticdocs::otherChannel(Shape::Winlogbeat7, id)
@@ -521,7 +528,7 @@ private slots:
     }
 
     void noUserSendsNoCredentials() {
-        ElasticTestServer server({.flavour = Flavour::Elasticsearch8});
+        ElasticTestServer server(serverOf(Flavour::Elasticsearch8));
         ElasticConnectionParams params;
         // A port in the address stands before the port field's.
         params.add("127.0.0.1:" + QString::number(server.port()), "9200", "", "");
@@ -556,7 +563,7 @@ private slots:
     void catalogue() {
         QFETCH(Flavour, flavour);
         QFETCH(QStringList, expected);
-        ElasticTestServer server({.flavour = flavour});
+        ElasticTestServer server(serverOf(flavour));
         const QList<QByteArray> none{elasticdocs::otherChannel(Shape::Winlogbeat6, 1)};
         server.addDocuments("winlogbeat-6.8.23-2021.03.04", none);
         server.addDocuments("winlogbeat-6.8.23-2021.03.05", none);
