@@ -5,12 +5,14 @@
 #include "import/elastic/TElasticImportController.h"
 #include "settings/CommandLine.h"
 #include "settings/TSharedResourcesModule.h"
+#include "store/QueryCommands.h"
 #include "store/TMainDataModule.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -93,7 +95,14 @@ int main(int argc, char* argv[]) {
         "fingerprint", "Trust the server certificate with this SHA-256 fingerprint (repeatable).", "SHA256");
     parser.addOptions({dbOption, forceOption, geoOption, hostOption, elasticOption, indexOption, userOption,
                        fingerprintOption});
-    parser.addPositionalArgument("LOG", "The Sysmon log to import: XML or .evtx, told apart by content.");
+    const QCommandLineOption appendOption(
+        "append", "Add the logs' events to those of the existing database PATH (an event it holds already, "
+                  "by computer, record id and time, is counted and not stored twice).");
+    parser.addOption(appendOption);
+    parser.addPositionalArgument("LOG",
+                                 "Sysmon logs to import: XML or .evtx files (told apart by content), and "
+                                 "folders searched through for .evtx and .xml files.",
+                                 "LOG [LOG...]");
     commandLine.process(app);
 
     const QStringList files = parser.positionalArguments();
@@ -104,10 +113,23 @@ int main(int argc, char* argv[]) {
         commandLine.fail("--elastic takes no log");
     if (fromServer && !parser.isSet(indexOption))
         commandLine.fail("--elastic needs at least one --index");
-    if (!fromServer && files.size() != 1)
-        commandLine.fail(files.isEmpty() ? "no log given" : "one log at a time");
+    if (!fromServer && files.isEmpty())
+        commandLine.fail("no log given");
+    if (fromServer && parser.isSet(appendOption))
+        commandLine.fail("--append takes logs, not a search server");
+    if (parser.isSet(appendOption) && parser.isSet(forceOption))
+        commandLine.fail("--append and --force exclude each other");
     const QString dbPath = parser.value(dbOption);
-    if (QFileInfo::exists(dbPath)) {
+    const bool append = parser.isSet(appendOption) && QFileInfo::exists(dbPath);
+    if (append) {
+        TMainDataModule check;
+        try {
+            openKelvaneDatabase(check, dbPath);
+        } catch (const std::exception& e) {
+            std::fprintf(stderr, "kelvane-import: %s\n", e.what());
+            return 2;
+        }
+    } else if (QFileInfo::exists(dbPath)) {
         if (!parser.isSet(forceOption)) {
             std::fprintf(stderr, "kelvane-import: %s exists; use --force to replace it\n",
                          qPrintable(dbPath));
@@ -142,7 +164,12 @@ int main(int argc, char* argv[]) {
                                 parser.value(userOption), parser.values(fingerprintOption), key, consent,
                                 parser.isSet(geoOption), parser.value(hostOption));
     TImportController import(data, key, consent, parser.value(hostOption));
-    import.FileName = files.first();
+    import.FileNames = TImportController::logsUnder(files);
+    if (import.FileNames.isEmpty()) {
+        std::fprintf(stderr, "kelvane-import: no .evtx or .xml file in %s\n", qPrintable(files.join(", ")));
+        return 2;
+    }
+    import.setAppend(append);
     import.setPerformIPGeoMapping(parser.isSet(geoOption));
     try {
         data.OpenDatabase();
@@ -151,6 +178,23 @@ int main(int argc, char* argv[]) {
         std::fprintf(stderr, "kelvane-import: %s\n", e.what());
         return 3;
     }
+    // A line per file as it is done, for a folder of hundreds of logs.
+    const bool several = import.FileNames.size() > 1;
+    int printed = 0;
+    const auto printLines = [&] {
+        const QStringList lines = import.fileLines();
+        for (; printed < lines.size(); ++printed)
+            std::printf("[%d/%d] %s\n", printed + 1, static_cast<int>(import.FileNames.size()),
+                        qPrintable(lines[printed]));
+        std::fflush(stdout);
+    };
+    QTimer progress;
+    if (several) {
+        QObject::connect(&progress, &QTimer::timeout, printLines);
+        progress.start(250);
+    }
     import.waitForEnd();
+    if (several)
+        printLines();
     return finish(import.report());
 }

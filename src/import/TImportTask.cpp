@@ -48,13 +48,15 @@ void TImportTask::runInBatches(
     };
     try {
         m_data.beginBatch();
-        TQuery& deleteAll = m_data.query("FDQueryDeleteAll");
-        deleteAll.execute(m_data.connection());
-        deleteAll.close();
-        TTableDataset& version = m_data.dataset("KelvaneversionTable");
-        version.append();
-        version.setText("SVersion", schema::kDatabaseVersion);
-        version.post();
+        if (!m_append) {
+            TQuery& deleteAll = m_data.query("FDQueryDeleteAll");
+            deleteAll.execute(m_data.connection());
+            deleteAll.close();
+            TTableDataset& version = m_data.dataset("KelvaneversionTable");
+            version.append();
+            version.setText("SVersion", schema::kDatabaseVersion);
+            version.post();
+        }
         import(afterEvent);
     } catch (const std::exception& e) {
         m_report.workerFailed(QString::fromUtf8(e.what()));

@@ -14,7 +14,7 @@ namespace kelvane::evtx {
 // would have made for the same events.
 class ChunkEvents {
 public:
-    enum class Kind : std::uint8_t { EventId, Computer, Data, EndEventData };
+    enum class Kind : std::uint8_t { EventId, Computer, Data, EndEventData, RecordId };
 
     void clear() {
         m_calls.clear();
@@ -56,6 +56,9 @@ public:
                 break;
             case Kind::EndEventData:
                 sink.endEventData();
+                break;
+            case Kind::RecordId:
+                sink.recordIdText(value);
                 break;
             }
         }
