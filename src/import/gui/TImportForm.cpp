@@ -118,6 +118,8 @@ void TImportForm::CheckBoxPerformIPGeoMappingClick() {
 
 void TImportForm::ButtonImportClick() {
     m_controller->FileName = FileName;
+    m_controller->FileNames = FileNames;
+    m_controller->setAppend(Append);
     m_controller->setPerformIPGeoMapping(scCheckBoxPerformIPGeoMapping->isChecked());
     try {
         m_controller->ButtonImportClick();
@@ -138,6 +140,17 @@ void TImportForm::ButtonImportClick() {
 
 void TImportForm::showProgress() {
     const int percent = static_cast<int>(m_controller->progress() * 100.0);
+    if (m_controller->fileCount() > 1) {
+        // The last file's line, and where the whole import stands.
+        const QStringList lines = m_controller->fileLines();
+        StatusBarLog->showMessage(lines.isEmpty() ? QString() : lines.last());
+        LabelProgress->setText(QString("File %1 of %2, %3% read; %4 events in all")
+                                   .arg(std::max(1, m_controller->currentFile()))
+                                   .arg(m_controller->fileCount())
+                                   .arg(percent)
+                                   .arg(QLocale().toString(FEventsCount())));
+        return;
+    }
     LabelProgress->setText(QString("%1 events imported, %2% of the file read")
                                .arg(QLocale().toString(FEventsCount()))
                                .arg(percent));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDialog>
+#include <QStringList>
 
 #include <memory>
 
@@ -24,8 +25,11 @@ public:
     explicit TImportForm(TMainDataModule& data, QWidget* owner, const QString& ipstackHost = QString());
     ~TImportForm() override;
 
-    // Set by the main window before the dialog is shown.
+    // Set by the main window before the dialog is shown: one log, or several (FileNames wins when set),
+    // and whether their events are added to those of the case.
     QString FileName;
+    QStringList FileNames;
+    bool Append = false;
 
     TImportController& controller() { return *m_controller; }
     qint64 FEventsCount() const;
