@@ -1,6 +1,8 @@
-// Headless importer: runs the import of one Sysmon log (XML or .evtx) into a new database, for scripts,
-// benchmarks and tests. Prints the dialog's label (and status line), exits with the modal result
-// (0 for ok, 3 for abort).
+// Headless importer: runs the import of Sysmon logs (XML or .evtx) into a new database or a case, for
+// scripts, benchmarks and tests. Prints the dialog's label (and status line), exits with the modal result (0
+// for ok, 3 for abort), or 4 when the import ended but left out damaged, stale or repeated records or read
+// chunks that failed their checksum.
+#include "import/FailedImportNote.h"
 #include "import/TImportController.h"
 #include "import/elastic/TElasticImportController.h"
 #include "settings/CommandLine.h"
@@ -12,16 +14,50 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
+#include <QTemporaryFile>
 #include <QTimer>
 
 #include <cstdio>
+#include <utility>
 
 using namespace kelvane;
 
 namespace {
 
+constexpr int kExitWithLosses = 4;
+
+// The import writes a new file beside the one named and moves it there at the end, so that an import that
+// fails before its first event leaves no file behind, and leaves an existing database as it was.
+class DatabaseTarget {
+public:
+    explicit DatabaseTarget(const QString& path) : m_path(path) {
+        QTemporaryFile file(QFileInfo(path).absoluteFilePath() + ".XXXXXX.part");
+        file.setAutoRemove(false);
+        if (file.open())
+            m_work = file.fileName();
+    }
+    ~DatabaseTarget() {
+        if (!m_work.isEmpty())
+            QFile::remove(m_work);
+    }
+    bool valid() const { return !m_work.isEmpty(); }
+    const QString& workPath() const { return m_work; }
+    // Call with the database closed. Keeps the new file when it holds something, else drops it.
+    bool finish(bool keep) {
+        const QString work = std::exchange(m_work, QString());
+        if (!keep)
+            return QFile::remove(work);
+        QFile::remove(m_path);
+        return QFile::rename(work, m_path);
+    }
+
+private:
+    QString m_path;
+    QString m_work;
+};
+
 // Prints what the dialog would say and gives the exit code, for either import.
-int finish(const ImportReport& report) {
+int finish(const ImportReport& report, const QString& dbPath) {
     std::printf("%s\n", qPrintable(report.labelMessage().trimmed()));
     if (!report.statusBarLog().isEmpty())
         std::printf("%s\n", qPrintable(report.statusBarLog()));
@@ -30,21 +66,23 @@ int finish(const ImportReport& report) {
         if (!report.labelMessage().startsWith("Error: "))
             for (const QString& line : report.errorMessage())
                 std::fprintf(stderr, "Error: %s\n", qPrintable(line));
-        if (report.recordsSkipped() > 0)
-            std::fprintf(stderr, "%lld damaged records were skipped\n",
-                         static_cast<long long>(report.recordsSkipped()));
+        for (const QString& line : ImportReport::lossLines(report.readLosses()))
+            std::fprintf(stderr, "%s\n", qPrintable(line));
         if (report.dateFailures() > 0)
             std::fprintf(stderr, "%d time stamps could not be read and were stored as 1899-12-30\n",
                          report.dateFailures());
+        // What was read before the failure stays in the file and can be looked at.
+        std::printf("%s\n", qPrintable(storedBeforeFailureText(eventsStoredIn(dbPath))));
         return 3;
     }
-    return 0;
+    // Imported, but the log lost records on the way, or some of it is doubtful (the label said what).
+    return report.readLosses().any() ? kExitWithLosses : 0;
 }
 
 // The import from a search server: the password comes from the environment, never the command line.
 int importFromServer(TMainDataModule& data, const QString& url, const QStringList& indexes,
                      const QString& user, const QStringList& fingerprints, const QString& key, bool consent,
-                     bool geolocate, const QString& ipstackHost) {
+                     bool geolocate, const QString& ipstackHost, qint64& eventsCount) {
     // Without a scheme the client tries https, then http.
     const bool schemeGiven = url.contains("://");
     const QUrl server(schemeGiven ? url : "none://" + url);
@@ -63,7 +101,43 @@ int importFromServer(TMainDataModule& data, const QString& url, const QStringLis
     }
     import.ImportData(indexes.join(';'));
     import.waitForEnd();
-    return finish(import.report());
+    eventsCount = import.FEventsCount();
+    return finish(import.report(), data.databasePath());
+}
+
+// The import of logs (one, or several into one case), with a line per file as it is done.
+int importFromLogs(TMainDataModule& data, const QStringList& files, bool append, const QString& key,
+                   bool consent, bool geolocate, const QString& ipstackHost, qint64& eventsCount) {
+    TImportController import(data, key, consent, ipstackHost);
+    import.FileNames = files;
+    import.setAppend(append);
+    import.setPerformIPGeoMapping(geolocate);
+    try {
+        data.OpenDatabase();
+        import.ButtonImportClick();
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "kelvane-import: %s\n", e.what());
+        return 3;
+    }
+    const bool several = files.size() > 1;
+    int printed = 0;
+    const auto printLines = [&] {
+        const QStringList lines = import.fileLines();
+        for (; printed < lines.size(); ++printed)
+            std::printf("[%d/%d] %s\n", printed + 1, static_cast<int>(files.size()),
+                        qPrintable(lines[printed]));
+        std::fflush(stdout);
+    };
+    QTimer progress;
+    if (several) {
+        QObject::connect(&progress, &QTimer::timeout, printLines);
+        progress.start(250);
+    }
+    import.waitForEnd();
+    if (several)
+        printLines();
+    eventsCount = import.FEventsCount();
+    return finish(import.report(), data.databasePath());
 }
 
 } // namespace
@@ -75,7 +149,9 @@ int main(int argc, char* argv[]) {
     CommandLine commandLine("Imports a Sysmon log (an XML export or an .evtx file) into a Kelvane database.",
                             {{0, "the import is done"},
                              {2, "bad arguments, or the database exists without --force"},
-                             {3, "the import failed (what was read before the failure is kept)"}});
+                             {3, "the import failed (what was read before the failure is kept)"},
+                             {4, "the import ended, but records of an .evtx file were left out as damaged, "
+                                 "stale or repeated, or come from chunks that failed their checksum"}});
     QCommandLineParser& parser = commandLine.parser();
     const QCommandLineOption dbOption("db", "The database file to build.", "PATH");
     const QCommandLineOption forceOption("force", "Replace the database file if it exists.");
@@ -129,16 +205,9 @@ int main(int argc, char* argv[]) {
             std::fprintf(stderr, "kelvane-import: %s\n", e.what());
             return 2;
         }
-    } else if (QFileInfo::exists(dbPath)) {
-        if (!parser.isSet(forceOption)) {
-            std::fprintf(stderr, "kelvane-import: %s exists; use --force to replace it\n",
-                         qPrintable(dbPath));
-            return 2;
-        }
-        if (!QFile::remove(dbPath)) {
-            std::fprintf(stderr, "kelvane-import: cannot remove %s\n", qPrintable(dbPath));
-            return 2;
-        }
+    } else if (QFileInfo::exists(dbPath) && !parser.isSet(forceOption)) {
+        std::fprintf(stderr, "kelvane-import: %s exists; use --force to replace it\n", qPrintable(dbPath));
+        return 2;
     }
 
     QString key;
@@ -157,44 +226,45 @@ int main(int argc, char* argv[]) {
         }
     }
 
-    TMainDataModule data;
-    data.setDatabasePath(dbPath);
-    if (fromServer)
-        return importFromServer(data, parser.value(elasticOption), parser.values(indexOption),
-                                parser.value(userOption), parser.values(fingerprintOption), key, consent,
-                                parser.isSet(geoOption), parser.value(hostOption));
-    TImportController import(data, key, consent, parser.value(hostOption));
-    import.FileNames = TImportController::logsUnder(files);
-    if (import.FileNames.isEmpty()) {
-        std::fprintf(stderr, "kelvane-import: no .evtx or .xml file in %s\n", qPrintable(files.join(", ")));
+    QStringList logs;
+    if (!fromServer) {
+        logs = TImportController::logsUnder(files);
+        if (logs.isEmpty()) {
+            std::fprintf(stderr, "kelvane-import: no .evtx or .xml file in %s\n",
+                         qPrintable(files.join(", ")));
+            return 2;
+        }
+    }
+    if (append) {
+        // Added events go into the case as they come: rows stored before a failure stay there.
+        TMainDataModule data;
+        data.setDatabasePath(dbPath);
+        qint64 eventsCount = 0;
+        return importFromLogs(data, logs, true, key, consent, parser.isSet(geoOption),
+                              parser.value(hostOption), eventsCount);
+    }
+    DatabaseTarget target(dbPath);
+    if (!target.valid()) {
+        std::fprintf(stderr, "kelvane-import: cannot write beside %s\n", qPrintable(dbPath));
         return 2;
     }
-    import.setAppend(append);
-    import.setPerformIPGeoMapping(parser.isSet(geoOption));
-    try {
-        data.OpenDatabase();
-        import.ButtonImportClick();
-    } catch (const std::exception& e) {
-        std::fprintf(stderr, "kelvane-import: %s\n", e.what());
+    int exitCode = 3;
+    qint64 eventsCount = 0;
+    {
+        TMainDataModule data;
+        data.setDatabasePath(target.workPath());
+        exitCode =
+            fromServer
+                ? importFromServer(data, parser.value(elasticOption), parser.values(indexOption),
+                                   parser.value(userOption), parser.values(fingerprintOption), key, consent,
+                                   parser.isSet(geoOption), parser.value(hostOption), eventsCount)
+                : importFromLogs(data, logs, false, key, consent, parser.isSet(geoOption),
+                                 parser.value(hostOption), eventsCount);
+    }
+    // Rows stored before a failure stay, as in the window; a failure before the first event leaves nothing.
+    if (!target.finish(exitCode == 0 || eventsCount > 0)) {
+        std::fprintf(stderr, "kelvane-import: cannot write %s\n", qPrintable(dbPath));
         return 3;
     }
-    // A line per file as it is done, for a folder of hundreds of logs.
-    const bool several = import.FileNames.size() > 1;
-    int printed = 0;
-    const auto printLines = [&] {
-        const QStringList lines = import.fileLines();
-        for (; printed < lines.size(); ++printed)
-            std::printf("[%d/%d] %s\n", printed + 1, static_cast<int>(import.FileNames.size()),
-                        qPrintable(lines[printed]));
-        std::fflush(stdout);
-    };
-    QTimer progress;
-    if (several) {
-        QObject::connect(&progress, &QTimer::timeout, printLines);
-        progress.start(250);
-    }
-    import.waitForEnd();
-    if (several)
-        printLines();
-    return finish(import.report());
+    return exitCode;
 }

@@ -1,6 +1,8 @@
 // Writes pictures of Kelvane's windows for review: kelvane-screens OUTPUT_FOLDER [EVENTS].
 // Imports a generated log into a temporary folder, then drives the main window as a user would and
 // grabs the main window on each tab, a drawn session, a detail form and a session view window.
+// kelvane-screens OUTPUT_FOLDER --hierarchy KelvaneDB TERM GUID pictures the Hierarchy tab over a copy
+// of a database: a process found by TERM, the family of GUID, and the tree list.
 #include "../bench/CountryFill.h"
 #include "../bench/SysmonLogGenerator.h"
 #include "details/gui/TDetailFormFactory.h"
@@ -19,11 +21,13 @@
 #include "toolkit/TPropertyGrid.h"
 #include "toolkit/TTreeList.h"
 #include "toolkit/TWorldMap.h"
+#include "views/HierarchyBrowser.h"
 #include "views/TMainForm.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QEventLoop>
+#include <QFile>
 #include <QLineEdit>
 #include <QMouseEvent>
 #include <QSplitter>
@@ -163,6 +167,44 @@ void awaitVirusTotal(ui::TEventDetailForm* form) {
         loop.exec();
 }
 
+// The Hierarchy tab's find, focus and tree list on a database of the caller's (a real log).
+int hierarchyScreens(const QString& out, const QString& database, const QString& term, const QString& guid) {
+    QTemporaryDir temp;
+    const QString dbPath = temp.filePath("KelvaneDB");
+    if (!QFile::copy(database, dbPath)) {
+        std::fprintf(stderr, "kelvane-screens: cannot read %s\n", qPrintable(database));
+        return 2;
+    }
+    TSharedResourcesModule settings(temp.filePath("settings.ini"));
+    SharedResourcesModule = &settings;
+    TMainDataModule data;
+    MainDataModule = &data;
+    ui::MessageScript script;
+    {
+        TMainForm form(data, dbPath);
+        form.resize(1400, 860);
+        form.show();
+        form.LoadExistingDataMenuItemClick();
+        auto* tabs = form.findChild<QTabWidget*>("PageControlMain");
+        tabs->setCurrentWidget(form.findChild<QWidget*>("TabSheetProcessHierarchy"));
+        form.SpeedButtonGenerateProcessHierarchyClick();
+        HierarchyBrowser* browser = form.hierarchyBrowser();
+        browser->findBox()->setText(term);
+        save(&form, out, "hierarchy-found");
+        browser->findBox()->clear();
+        form.focusProcessInHierarchy(guid);
+        save(&form, out, "hierarchy-focused");
+        browser->showWholeTree();
+        browser->setMode(1);
+        browser->findBox()->setText(term);
+        save(&form, out, "hierarchy-list");
+        form.close();
+    }
+    MainDataModule = nullptr;
+    SharedResourcesModule = nullptr;
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
@@ -176,6 +218,14 @@ int main(int argc, char* argv[]) {
     commandLine.process(app, 1, 2);
     const QString out = QString::fromLocal8Bit(argv[1]);
     QDir().mkpath(out);
+    if (argc > 2 && QLatin1String(argv[2]) == QLatin1String("--hierarchy")) {
+        if (argc != 6) {
+            std::fprintf(stderr, "usage: kelvane-screens OUTPUT_FOLDER --hierarchy KelvaneDB TERM GUID\n");
+            return 2;
+        }
+        return hierarchyScreens(out, QString::fromLocal8Bit(argv[3]), QString::fromLocal8Bit(argv[4]),
+                                QString::fromLocal8Bit(argv[5]));
+    }
     const int events = argc > 2 ? std::atoi(argv[2]) : 20000;
 
     QTemporaryDir temp;
@@ -266,7 +316,8 @@ int main(int argc, char* argv[]) {
     first.setParam("G", guid);
     first.open(data.connection());
     if (!first.eof()) {
-        QWidget* detail = openDetailFormByType(&form, first.value(1).toInt(), first.value(0).toLongLong());
+        QWidget* detail =
+            openDetailFormByType(&form, data, first.value(1).toInt(), first.value(0).toLongLong());
         first.close();
         if (detail)
             save(detail, out, "detail-form");
@@ -277,7 +328,7 @@ int main(int argc, char* argv[]) {
     if (!net.eof()) {
         const qint64 gid = net.value(0).toLongLong();
         net.close();
-        if (QWidget* detail = openDetailFormByType(&form, 3, gid))
+        if (QWidget* detail = openDetailFormByType(&form, data, 3, gid))
             save(detail, out, "detail-form-network");
     }
     net.close();
@@ -319,7 +370,7 @@ int main(int argc, char* argv[]) {
         netForm->close();
     }
 
-    auto* session = new ui::TSessionViewForm;
+    auto* session = new ui::TSessionViewForm(data);
     session->setSessionGUID(guid);
     session->show();
     session->resize(900, 700);

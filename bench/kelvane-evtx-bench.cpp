@@ -10,6 +10,7 @@
 // clang-format off
 #include "EvtxLogBuilder.h"
 // clang-format on
+#include "import/ImportReport.h"
 #include "import/evtx/EvtxChunk.h"
 #include "import/evtx/EvtxFile.h"
 #include "import/evtx/TEvtxReader.h"
@@ -136,9 +137,10 @@ int parse(const QString& path, int threads) {
     getrusage(RUSAGE_SELF, &usage);
     std::printf("file:        %s (%.0f MiB)\n", qPrintable(path), reader.totalBytes() / 1048576.0);
     std::printf("threads:     %d\n", threads);
-    std::printf("records:     %lld in %.2f s (%lld skipped), %lld items\n",
-                static_cast<long long>(reader.recordsRead()), took.count(),
-                static_cast<long long>(reader.recordsSkipped()), sink.items);
+    std::printf("records:     %lld in %.2f s, %lld items\n", static_cast<long long>(reader.recordsRead()),
+                took.count(), sink.items);
+    for (const QString& line : ImportReport::lossLines(reader.losses()))
+        std::printf("losses:      %s\n", qPrintable(line));
     std::printf("records/s:   %.0f\n", reader.recordsRead() / took.count());
     std::printf("peak RSS:    %.1f MB\n", usage.ru_maxrss / 1024.0);
     return 0;

@@ -147,10 +147,9 @@ TEventMapper::TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeoloc
                 plan.computer = index;
             } else if (name == "RuleName") {
                 plan.ruleName = index;
-            } else if (name == "OriginalFileName" &&
-                       (source == EventSource::Elasticsearch || (items.id == 1 && m_geo))) {
-                // The geolocating import leaves this column of process creations alone, and the
-                // server import never fills it.
+            } else if (name == "OriginalFileName" && items.id == 1 && m_geo &&
+                       source == EventSource::XmlLog) {
+                // The geolocating import of a log leaves this column of process creations alone.
             } else if (name == "Hashes") {
                 plan.fields.push_back({Role::Hashes, index, items.id == 15 ? "Hash" : "Hashes"});
             } else if (name == "MD5") {
@@ -206,10 +205,7 @@ const TEventMapper::TypePlan* TEventMapper::planFor(int id) const {
 }
 
 const std::string* TEventMapper::item(std::string_view name) const {
-    const std::string* value = m_state->FEventRecordData.find(name);
-    if (!value && fromServer() && !(m_columns && m_columns->hasItem(name)))
-        throw DatasetError("FDQueryData: Field 'event_data." + std::string(name) + "' not found");
-    return value;
+    return m_state->FEventRecordData.find(name);
 }
 
 std::string_view TEventMapper::ReadText(std::string_view name) const {
@@ -520,9 +516,10 @@ void TEventMapper::writeTypeRow(const TypePlan& plan, std::int64_t gid, std::str
 
 DateTime TEventMapper::bareUtcTime() const {
     // The remote thread's own row reads its time from a column without the event_data prefix.
+    // Shippers write no such column: it reads as an absent item.
     const std::string* value = m_columns ? m_columns->column("UtcTime") : nullptr;
     if (!value)
-        throw DatasetError("FDQueryData: Field 'UtcTime' not found");
+        return DateTime::zero();
     if (auto parsed = parseUtcTime(*value))
         return *parsed;
     m_report.dateFailed();
@@ -533,12 +530,7 @@ void TEventMapper::geolocate(TTableDataset& row, const char* isIpv6, const char*
                              const char* countryCode) {
     if (row.boolean(isIpv6))
         return;
-    // A column the result lacks cannot be classified; the country columns stay as they are.
-    if (fromServer() && !m_state->FEventRecordData.contains(address) &&
-        !(m_columns && m_columns->hasItem(address)))
-        m_geo->FGeoError = true;
-    else
-        m_geo->GeolocateEventAddress(m_state->FEventRecordData, address);
+    m_geo->GeolocateEventAddress(m_state->FEventRecordData, address);
     if (!m_geo->FGeoError) {
         row.setText(country, m_geo->FCountry.toStdString());
         row.setText(countryCode, m_geo->FCountryCode.toStdString());

@@ -25,13 +25,11 @@ struct EventState {
 };
 
 // The columns of a search result row, for events that come from a server rather than a log file.
-// An item of the event is the column event_data.<item>; a row may lack a value the result has a
-// column for, which reads like an absent item of a log.
+// An item of the event is the column event_data.<item>; an item a row lacks reads like an absent item
+// of a log.
 class TResultColumns {
 public:
     virtual ~TResultColumns() = default;
-    // True when the result has the column event_data.<item>.
-    virtual bool hasItem(std::string_view item) const = 0;
     // The value of a column outside event_data, or nullptr when the result has no such column.
     virtual const std::string* column(std::string_view name) const = 0;
 };

@@ -84,7 +84,7 @@ void TImportController::ImportData() {
 
 void TImportController::ImportWorker() {
     std::int64_t events = 0;
-    std::int64_t damaged = 0;
+    ReadLosses losses;
     runInBatches([&](const std::function<void(std::int64_t)>& afterEvent) {
         CaseEventKeys keys;
         keys.load(m_data.connection());
@@ -111,10 +111,10 @@ void TImportController::ImportWorker() {
                 std::lock_guard lock(m_linesMutex);
                 m_fileLines << logs[i] + ": " + file.reason;
             }
-            damaged += m_reader->recordsSkipped();
+            losses += m_reader->losses();
         }
     });
-    m_report.setRecordsSkipped(damaged);
+    m_report.setReadLosses(losses);
     m_eventsCount.store(events);
 }
 
@@ -150,8 +150,8 @@ void TImportController::importFile(const QString& path, CaseEventKeys& keys, std
     const std::int64_t notKept = file.eventsSkipped - pipeline.duplicates();
     if (notKept > 0)
         why << QString("%1 not stored (event types not kept, or failed)").arg(notKept);
-    if (m_reader->recordsSkipped() > 0)
-        why << QString("%1 damaged records").arg(m_reader->recordsSkipped());
+    for (const QString& line : ImportReport::lossLines(m_reader->losses()))
+        why << line;
     file.reason = why.join("; ");
     file.importedAt = QDateTime::currentDateTimeUtc();
     keys.writeNew(db);

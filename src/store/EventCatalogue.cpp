@@ -76,6 +76,12 @@ const char* readerDisplayName(int id) {
     return type ? type->displayName : nullptr;
 }
 
+std::span<const int> sysmonEventIds() {
+    static constexpr int kIds[] = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15,
+                                   16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 255};
+    return kIds;
+}
+
 std::span<const EventFilterEntry> processViewFilter() {
     return kFilter;
 }

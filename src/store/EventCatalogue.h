@@ -32,6 +32,10 @@ const EventTypeInfo* findByTable(std::string_view table);
 // (which leave the previous name in place).
 const char* readerDisplayName(int id);
 
+// Every event id that Sysmon defines, in id order, with a table or not: the events an import counts,
+// and the ids the search-server import asks for, so that both imports count the same events.
+std::span<const int> sysmonEventIds();
+
 // The sixteen types that reach the process view, in the order of its filter list.
 std::span<const EventFilterEntry> processViewFilter();
 

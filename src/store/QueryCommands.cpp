@@ -4,6 +4,7 @@
 #include "store/CaseFiles.h"
 #include "store/DestinationCountries.h"
 #include "store/ProcessHierarchy.h"
+#include "store/ProcessTreeIndex.h"
 #include "store/TMainDataModule.h"
 
 #include <QFileInfo>
@@ -38,6 +39,43 @@ int runSearchCommand(TMainDataModule& data, const QStringList& args, QTextStream
     return 0;
 }
 
+// The hierarchy as the tab draws it after a generation; --by-computer with a root per computer,
+// --focus GUID only that process's family (of each process of the GUID).
+int hierarchyCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
+    bool byComputer = false;
+    QString focus;
+    for (qsizetype i = 0; i < args.size(); ++i) {
+        if (args[i] == "--by-computer") {
+            byComputer = true;
+        } else if (args[i] == "--focus" && i + 1 < args.size()) {
+            focus = args[++i];
+        } else {
+            QTextStream(stderr)
+                << "usage: kelvane-query --db PATH hierarchy [--by-computer] [--focus GUID]\n";
+            return 2;
+        }
+    }
+    ProcessHierarchy tree = ProcessHierarchy::generate(data);
+    if (!byComputer && focus.isEmpty()) {
+        out << tree.toText();
+        return 0;
+    }
+    std::vector<ProcessFacts> facts = ProcessTreeIndex::readFacts(data, tree);
+    ProcessTreeIndex index(std::move(tree), std::move(facts));
+    if (byComputer)
+        index = index.byComputer();
+    if (!focus.isEmpty()) {
+        const std::vector<int> nodes = index.nodesOfGuid(focus);
+        if (nodes.empty()) {
+            QTextStream(stderr) << "kelvane-query: " << focus << ": no such process in the hierarchy\n";
+            return 1;
+        }
+        index = index.focused(nodes);
+    }
+    out << index.tree().toText();
+    return 0;
+}
+
 // The files imported into the case, in import order: path, size, SHA-256, events taken, skipped, why,
 // when (UTC); what File > Case Contents shows.
 int filesCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
@@ -55,13 +93,7 @@ int filesCommand(TMainDataModule& data, const QStringList& args, QTextStream& ou
 const std::map<QString, QueryCommand>& queryCommands() {
     // Each view registers its reading here.
     static const std::map<QString, QueryCommand> commands = {
-        {"hierarchy",
-         {QString(),
-          [](TMainDataModule& data, const QStringList&, QTextStream& out) {
-              // The first generation after opening: what the Hierarchy tab draws.
-              out << ProcessHierarchy::generate(data).toText();
-              return 0;
-          }}},
+        {"hierarchy", {"[--by-computer] [--focus GUID]", hierarchyCommand}},
         {"countries", {QString(), countriesCommand}},
         {"search", {"TERM", &runSearchCommand}},
         {"files", {QString(), filesCommand}},

@@ -1,5 +1,7 @@
 #include "views/TAboutForm.h"
 
+#include "settings/ProductInfo.h"
+
 #include <QDesktopServices>
 #include <QDir>
 #include <QHBoxLayout>
@@ -25,7 +27,7 @@ TAboutForm::TAboutForm(QWidget* owner)
     // The link keeps its own colour whatever the palette says about links.
     HTMLabelAbout->setText(QString("<b>Kelvane 3.1</b><br>Made by the Kelvane developers &mdash; "
                                    "<a href=\"%1\" style=\"color:#F5662D;\">%1</a>")
-                               .arg(kProjectPage));
+                               .arg(product::kProjectPage));
     HTMLabelAbout->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
     connect(HTMLabelAbout, &QLabel::linkActivated, this,
             [](const QString& link) { QDesktopServices::openUrl(QUrl(link)); });

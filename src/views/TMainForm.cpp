@@ -5,6 +5,7 @@
 #include "settings/gui/TPreferencesForm.h"
 #include "store/AllEventsLayout.h"
 #include "store/AllEventsSearch.h"
+#include "store/ProcessViewQueries.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/Icons.h"
 #include "toolkit/MessageService.h"
@@ -28,6 +29,7 @@
 #include <QPushButton>
 #include <QShortcut>
 #include <QSplitter>
+#include <QStatusBar>
 #include <QStyle>
 #include <QTabWidget>
 #include <QToolButton>
@@ -69,7 +71,9 @@ TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget
     QFont font("Tahoma");
     font.setPixelSize(12);
     setFont(font);
-    resize(1226, 693 + 24);
+    statusBar()->setObjectName("StatusBarMain");
+    // The client area keeps its size; menu and status bar come on top of it.
+    resize(1226, 693 + 24 + statusBar()->sizeHint().height());
 
     PageControlMain = new QTabWidget(this);
     PageControlMain->setObjectName("PageControlMain");
@@ -209,12 +213,8 @@ QWidget* TMainForm::buildEventFilterPanel() {
     auto* layout = new QVBoxLayout(filterPanel);
     scCheckListBoxEventsFilter = new QListWidget(filterPanel);
     scCheckListBoxEventsFilter->setObjectName("scCheckListBoxEventsFilter");
-    for (const char* entry :
-         {"CreateRemoteThreadDetected", "FileCreated", "FileCreationTimeChanged", "FileStreamCreated",
-          "ImageLoaded", "NetworkConnectionDetected", "PipeConnected", "PipeCreated", "ProcessAccessed",
-          "ProcessCreate", "ProcessTerminated", "RawAccessReadDetected", "RegistryObjectAddedOrDeleted",
-          "RegistryValueSet", "RegistryObjectRenamed", "DnsQuery"}) {
-        auto* item = new QListWidgetItem(entry, scCheckListBoxEventsFilter);
+    for (const EventFilterEntry& entry : eventFilterEntries()) {
+        auto* item = new QListWidgetItem(entry.name, scCheckListBoxEventsFilter);
         item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
         item->setCheckState(Qt::Checked);
     }
@@ -243,14 +243,14 @@ QWidget* TMainForm::buildProcessViewTab() {
     tab->setObjectName("TabSheetImages");
     auto* tabLayout = new QHBoxLayout(tab);
     tabLayout->setContentsMargins(0, 0, 0, 0);
-    auto* splitter1 = new QSplitter(Qt::Horizontal, tab);
+    auto* splitter1 = Splitter1 = new QSplitter(Qt::Horizontal, tab);
     splitter1->setObjectName("Splitter1");
     tabLayout->addWidget(splitter1);
 
     auto* left = panel(splitter1, "PanelLeft");
     auto* leftLayout = new QVBoxLayout(left);
     leftLayout->setContentsMargins(0, 0, 0, 0);
-    auto* splitter2 = new QSplitter(Qt::Vertical, left);
+    auto* splitter2 = Splitter2 = new QSplitter(Qt::Vertical, left);
     splitter2->setObjectName("Splitter2");
     leftLayout->addWidget(splitter2);
 
@@ -280,7 +280,7 @@ QWidget* TMainForm::buildProcessViewTab() {
     cxGridImages = makeGrid(images, "cxGridImages");
     imagesLayout->addWidget(cxGridImages);
 
-    auto* splitter3 = new QSplitter(Qt::Vertical, splitter2);
+    auto* splitter3 = Splitter3 = new QSplitter(Qt::Vertical, splitter2);
     splitter3->setObjectName("Splitter3");
     auto* paths = panel(splitter3, "PanelPathSummaries");
     auto* pathsLayout = new QVBoxLayout(paths);
@@ -293,6 +293,13 @@ QWidget* TMainForm::buildProcessViewTab() {
     sessionsLayout->setContentsMargins(2, 2, 2, 2);
     sessionsLayout->addWidget(label(sessions, "LabelSessions", "Sessions (GUIDs)"));
     cxGridImageSessions = makeGrid(sessions, "cxGridImageSessions");
+    cxGridImageSessions->setToolTipSource([this](const QString& guid) {
+        try {
+            return m_data.HasDatabaseConnection() ? sessionSummary(m_data.connection(), guid) : QString();
+        } catch (const std::exception& e) {
+            return "The session's process could not be read: " + QString::fromUtf8(e.what());
+        }
+    });
     sessionsLayout->addWidget(cxGridImageSessions);
     splitter2->setSizes({261, 430});
     splitter3->setSizes({169, 261});

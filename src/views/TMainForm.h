@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 class QAction;
 class QLabel;
@@ -30,6 +31,7 @@ namespace sql {
 class Database;
 }
 class ProcessHierarchy;
+class HierarchyBrowser;
 class NetworkTrafficModel;
 class AllEventsGridDescription;
 class AllEventsSearchTask;
@@ -114,6 +116,10 @@ public:
     void SpeedButtonGenerateProcessHierarchyClick();
     void SpeedButtonHierarchyZoomClick();
     void ProcessDiagramDeletion(ui::TDiagramNode* node);
+    // Shows the Hierarchy tab focused on the process of a GUID, generating the tree first if need be.
+    // Called by the process create sheet and by the process view's sessions.
+    Q_INVOKABLE void focusProcessInHierarchy(const QString& guid);
+    HierarchyBrowser* hierarchyBrowser() const { return m_hierarchyBrowser; }
     // Map view.
     void MarkCountry(const QString& code, int count);
     void ChartMapClickSeries(int index);
@@ -144,9 +150,6 @@ public:
     AllEventsGridDescription allEventsGridDescription() const;
     bool allEventsSearchRunning() const;
 
-    // The support address of the failure message after an import.
-    static constexpr const char* kSupportAddress = "support@kelvane.org";
-
 private:
     void FormCreate();
     void buildMenu();
@@ -167,16 +170,23 @@ private:
     // The title and the recent list follow the database that is shown.
     void databaseShown();
     void fillRecentDatabasesMenu();
+    // After a failed import: how many events the file holds all the same, in the status bar.
+    void showStoredBeforeFailure();
     // Opens the connection; says so and gives false when it can't.
     bool connectDatabase();
     void closeDatabaseAndViews();
     // Closes the views, deletes the database file after asking, and connects to a new empty one.
     bool replaceDatabase();
     void showLatestChain();
+    // The process view's lists get room by what they hold: the left column widens to its widest row,
+    // and on a small screen the three panes share its height by their rows.
+    void fitProcessLists();
     void openExes();
     void ColorDestinationCountries();
-    // Replaces the hierarchy's nodes by the tree's; `report` hears the percentage done.
-    void fillProcessDiagram(const ProcessHierarchy& tree, const std::function<void(int)>& report);
+    // Replaces the hierarchy's nodes by the tree's; `report` hears the share done, 0 to 1. Gives the
+    // diagram node of each tree node.
+    std::vector<ui::TDiagramNode*> fillProcessDiagram(const ProcessHierarchy& tree,
+                                                      const std::function<void(double)>& report = {});
     void InitMapShapes();
     void setNetworkTrafficWidths();
     // Runs a handler; what it throws is shown as the application's default fault report.
@@ -208,6 +218,9 @@ private:
     ui::TLinkGrid* cxGridImages = nullptr;
     ui::TLinkGrid* cxGridImagePath = nullptr;
     ui::TLinkGrid* cxGridImageSessions = nullptr;
+    QSplitter* Splitter1 = nullptr;
+    QSplitter* Splitter2 = nullptr;
+    QSplitter* Splitter3 = nullptr;
     QToolButton* AdvControlDropDownFilter = nullptr;
     QListWidget* scCheckListBoxEventsFilter = nullptr;
     ui::TNodeDiagram* EventsDiagram = nullptr;
@@ -215,6 +228,7 @@ private:
     QToolButton* SpeedButtonZoom = nullptr;
     QToolButton* SpeedButtonHierarchyZoom = nullptr;
     QProgressBar* ProgressBarHierarchy = nullptr;
+    HierarchyBrowser* m_hierarchyBrowser = nullptr;
     QLineEdit* cxButtonEditAllEventsSearchText = nullptr;
     QLabel* LabelGroupByHint = nullptr;
     ui::TWorldMap* ChartMap = nullptr;

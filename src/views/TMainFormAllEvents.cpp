@@ -204,11 +204,11 @@ const DetailView& TMainForm::cxGridAllEventsDetailsLevelGetGridView(int eventTyp
 }
 
 void TMainForm::FIDPropertiesStartClick(const QString& table, const QString& cellText) {
-    openDetailFormByTable(this, table, cellText.toLongLong());
+    openDetailFormByTable(this, m_data, table, cellText.toLongLong());
 }
 
 void TMainForm::GuidPropertiesStartClick(const QString& guid) {
-    ui::TSessionViewForm::openSession(guid);
+    ui::TSessionViewForm::openSession(m_data, guid, this);
 }
 
 AllEventsGridDescription TMainForm::allEventsGridDescription() const {

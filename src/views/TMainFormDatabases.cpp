@@ -3,6 +3,7 @@
 
 #include "import/TImportController.h"
 #include "import/gui/TImportForm.h"
+#include "settings/ProductInfo.h"
 #include "settings/RecentDatabases.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/QueryCommands.h"
@@ -126,7 +127,8 @@ void TMainForm::addToCase(const QStringList& paths) {
     if (result == 1)
         refreshAfterImport();
     else if (result == 3)
-        MessageService::message(this, QString("Something went wrong! Please contact ") + kSupportAddress);
+        MessageService::message(this,
+                                QString("Something went wrong! Please contact ") + product::kSupportAddress);
     delete form;
 }
 

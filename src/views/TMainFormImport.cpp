@@ -1,16 +1,19 @@
 // The flows that replace or load the database.
 #include "views/TMainForm.h"
 
+#include "import/FailedImportNote.h"
 #include "import/gui/TImportElasticLogsForm.h"
 #include "import/gui/TImportForm.h"
+#include "settings/ProductInfo.h"
+#include "store/ProcessViewQueries.h"
 #include "store/TMainDataModule.h"
-#include "store/TPagedQuery.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TLinkGrid.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QLineEdit>
+#include <QStatusBar>
 
 namespace kelvane {
 
@@ -76,10 +79,13 @@ int TMainForm::runLogImport() {
     auto* form = new TImportForm(m_data, this);
     form->FileName = fileName;
     const int result = MessageService::exec(form);
-    if (result == 1)
+    if (result == 1) {
         refreshAfterImport();
-    else if (result == 3)
-        MessageService::message(this, QString("Something went wrong! Please contact ") + kSupportAddress);
+    } else if (result == 3) {
+        MessageService::message(this,
+                                QString("Something went wrong! Please contact ") + product::kSupportAddress);
+        showStoredBeforeFailure();
+    }
     delete form;
     return result;
 }
@@ -89,14 +95,26 @@ void TMainForm::ImportSysmonElasticsearchlogsMenuItemClick() {
         return;
     auto* form = new TImportElasticLogsForm(m_data, this);
     const int result = MessageService::exec(form);
-    if (result == 1)
+    if (result == 1) {
         refreshAfterImport();
-    else if (result == 3)
+    } else if (result == 3) {
         MessageService::message(this, "Something went wrong:\r\n" + form->ErrorMessage().join("\r\n"));
+        showStoredBeforeFailure();
+    }
     delete form;
 }
 
+void TMainForm::showStoredBeforeFailure() {
+    // The views stay empty after a failure, though what was read before it is in the file.
+    const qint64 stored = eventsStoredIn(m_databasePath);
+    QString text = storedBeforeFailureText(stored);
+    if (stored > 0)
+        text += " File > Load existing data (Ctrl+L) shows them.";
+    statusBar()->showMessage(text);
+}
+
 void TMainForm::refreshAfterImport() {
+    statusBar()->clearMessage();
     m_data.OpenDatabaseAndTables();
     m_data.OpenCloseAllEventsViewTables(true);
     OpenAllEventsView();
@@ -110,12 +128,19 @@ void TMainForm::refreshAfterImport() {
 }
 
 void TMainForm::LoadExistingDataMenuItemClick() {
+    // Reading never creates the file: an empty one would make the next import ask about deleting
+    // data that never existed.
+    if (!QFileInfo::exists(m_databasePath)) {
+        MessageService::message(this, "There are no data to be loaded, import logs first!");
+        return;
+    }
     if (!connectDatabase())
         return;
     if (!m_data.HasImportedData()) {
         MessageService::message(this, "There are no data to be loaded, import logs first!");
         return;
     }
+    statusBar()->clearMessage();
     openExes();
     m_data.OpenCloseAllEventsViewTables(true);
     OpenAllEventsView();
@@ -143,9 +168,8 @@ void TMainForm::CheckDatabaseVersionMenuItemClick() {
 }
 
 void TMainForm::openExes() {
-    // An opened query brings its connection up again.
-    m_data.OpenDatabase();
-    cxGridImages->setQuery(std::make_unique<TPagedQuery>(m_data.connection(), m_data.query("FDQueryExes")));
+    cxGridImages->setQuery(imagesList(m_data));
+    fitProcessLists();
 }
 
 void TMainForm::CloseExes() {

@@ -221,7 +221,7 @@ void TMainForm::SpeedButtonCloseClick() {
 }
 
 void TMainForm::cxGridNetworkEventsViewProcessGuidPropertiesStartClick(const QString& guid) {
-    ui::TSessionViewForm::openSession(guid);
+    ui::TSessionViewForm::openSession(m_data, guid, this);
 }
 
 } // namespace kelvane

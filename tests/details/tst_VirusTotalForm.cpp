@@ -84,7 +84,6 @@ void tst_VirusTotalForm::initTestCase() {
     m_data->setDatabasePath(m_dir.filePath("KelvaneDB"));
     m_data->BuildDatabaseStructure();
     m_data->connection().exec(kRows);
-    MainDataModule = m_data.get();
     QDesktopServices::setUrlHandler("https", this, "openUrl");
 }
 
@@ -110,11 +109,11 @@ void tst_VirusTotalForm::cleanup() {
 
 void tst_VirusTotalForm::cleanupTestCase() {
     QDesktopServices::unsetUrlHandler("https");
-    MainDataModule = nullptr;
 }
 
 template <class Form> Form* tst_VirusTotalForm::open(const char* table, qint64 gid) {
     auto* form = new Form;
+    form->setDataModule(*m_data);
     form->SetQueryParams(table, gid);
     form->setVirusTotalAddress(m_server.baseUrl());
     form->show();

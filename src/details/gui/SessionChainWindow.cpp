@@ -1,10 +1,7 @@
 #include "details/gui/SessionChainWindow.h"
 
 #include "settings/TSysmonEventData.h"
-#include "store/TMainDataModule.h"
 #include "toolkit/TNodeDiagram.h"
-
-#include <stdexcept>
 
 namespace kelvane {
 
@@ -68,12 +65,6 @@ QColor sessionRootColor() {
 }
 QColor sessionComputerColor() {
     return QColor(0xFF, 0x7F, 0x50);
-}
-
-void appendSessionChain(TNodeDiagram& diagram, TDiagramNode* root, const QString& guid) {
-    if (!MainDataModule)
-        throw std::logic_error("The data module has not been created");
-    appendSessionChain(diagram, root, readSessionEvents(*MainDataModule, guid));
 }
 
 void appendSessionChain(TNodeDiagram& diagram, TDiagramNode* root, const std::vector<SessionEvent>& events) {

@@ -24,11 +24,8 @@ QColor sessionComputerColor();
 // Hangs the session's events, in time order, under the computer box of the session's first event
 // below `root`: an existing child of `root` with the same text is reused, else one is added. Each
 // event box carries a TSysmonEventData and is the only child of the one before. The nodes are added
-// in one batch, then `root` is expanded with all its descendants. Reads the events through the
-// program's data module, with no limit: callers check countSessionEvents() against
-// kSessionEventLimit first.
-void appendSessionChain(ui::TNodeDiagram& diagram, ui::TDiagramNode* root, const QString& guid);
-// The same with events already read.
+// in one batch, then `root` is expanded with all its descendants. There is no limit here: callers
+// check countSessionEvents() against kSessionEventLimit before they read the events.
 void appendSessionChain(ui::TNodeDiagram& diagram, ui::TDiagramNode* root,
                         const std::vector<SessionEvent>& events);
 

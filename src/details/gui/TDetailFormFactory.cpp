@@ -4,6 +4,7 @@
 #include "settings/TSysmonEventData.h"
 #include "store/EventCatalogue.h"
 #include "toolkit/TNodeDiagram.h"
+#include "toolkit/WindowPlacement.h"
 
 #include <memory>
 #include <stdexcept>
@@ -53,12 +54,14 @@ bool diagramsOpen(int eventType) {
     return eventType < 19 || eventType > 21;
 }
 
-QWidget* openForm(QWidget* owner, const EventTypeInfo& type, qint64 gid) {
+QWidget* openForm(QWidget* owner, TMainDataModule& data, const EventTypeInfo& type, qint64 gid) {
     for (const FormClass& formClass : kClasses) {
         if (formClass.name != type.detailForm)
             continue;
         std::unique_ptr<TEventDetailForm> form(formClass.make(owner));
+        form->setDataModule(data);
         form->SetQueryParams(QString::fromLatin1(type.table), gid);
+        centreOn(form.get(), owner);
         form->show();
         return form.release(); // owned by `owner` from here on, or by itself when it closes
     }
@@ -67,24 +70,24 @@ QWidget* openForm(QWidget* owner, const EventTypeInfo& type, qint64 gid) {
 
 } // namespace
 
-QWidget* openDetailFormByType(QWidget* owner, int eventType, qint64 gid) {
+QWidget* openDetailFormByType(QWidget* owner, TMainDataModule& data, int eventType, qint64 gid) {
     const EventTypeInfo* type = catalogue::find(eventType);
     if (!type || !diagramsOpen(eventType))
         return nullptr;
-    return openForm(owner, *type, gid);
+    return openForm(owner, data, *type, gid);
 }
 
-QWidget* openDetailFormByTable(QWidget* owner, const QString& table, qint64 gid) {
+QWidget* openDetailFormByTable(QWidget* owner, TMainDataModule& data, const QString& table, qint64 gid) {
     const EventTypeInfo* type = catalogue::findByTable(table.toStdString());
-    return type ? openForm(owner, *type, gid) : nullptr;
+    return type ? openForm(owner, data, *type, gid) : nullptr;
 }
 
-QWidget* openDetailFormOfSelection(QWidget* owner, const ui::TNodeDiagram& diagram) {
+QWidget* openDetailFormOfSelection(QWidget* owner, TMainDataModule& data, const ui::TNodeDiagram& diagram) {
     const ui::TDiagramNode* node = diagram.selectedNode();
     if (!node)
         throw std::runtime_error("Access violation: no node is selected");
     const auto* record = node->recordAs<TSysmonEventData>();
-    return record ? openDetailFormByType(owner, record->EventType, record->GID) : nullptr;
+    return record ? openDetailFormByType(owner, data, record->EventType, record->GID) : nullptr;
 }
 
 } // namespace kelvane

@@ -8,13 +8,16 @@
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TPropertyGrid.h"
+#include "toolkit/WindowPlacement.h"
 
+#include <QApplication>
 #include <QDateTime>
 #include <QFont>
 #include <QFontInfo>
 #include <QFontMetrics>
 #include <QSplitter>
 #include <QStatusBar>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -70,6 +73,7 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
     : QWidget(owner, Qt::Tool), m_layout(layout) {
     setObjectName(QString::fromLatin1(layout.className));
     setAttribute(Qt::WA_DeleteOnClose);
+    closeOnEscapeAndCtrlW(this);
     setWindowTitle(QString::fromLatin1(layout.table) + QLatin1String(detailforms::kTitleSuffix));
     QFont font(QStringLiteral("Tahoma"));
     font.setPixelSize(kFontPixelSize);
@@ -111,6 +115,15 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
         Splitter->addWidget(m_grid);
         frame->addWidget(Splitter);
         buildVirusTotalPanel();
+        if (QLatin1String(m_layout.table) == QLatin1String("ProcessCreate")) {
+            auto* show = new QToolButton(PanelOptions);
+            show->setObjectName(QStringLiteral("ButtonShowInHierarchy"));
+            show->setText(QStringLiteral("Show in Hierarchy"));
+            show->setToolTip(QStringLiteral("Show this process with its ancestors and descendants"));
+            PanelOptions->layout()->addWidget(show);
+            connect(show, &QToolButton::clicked, this,
+                    [this] { guarded(this, [this] { showInHierarchy(); }); });
+        }
         frame->addWidget(StatusBar);
     } else {
         frame->addWidget(m_grid);
@@ -125,9 +138,9 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
 }
 
 void TEventDetailForm::SetQueryParams(const QString& TableName, qint64 GID) {
-    if (!MainDataModule)
-        throw std::logic_error("The data module has not been created");
-    const EventRow row = readEventRow(MainDataModule->connection(), TableName, GID);
+    if (!m_data)
+        throw std::logic_error("The detail form was opened without its data module");
+    const EventRow row = readEventRow(m_data->connection(), TableName, GID);
     const TableDef* table = schema::table(TableName.toStdString());
     for (int i = 0; i < m_grid->rowCount(); ++i) {
         const DetailRowLayout& rowLayout = m_layout.rows[static_cast<size_t>(i)];
@@ -174,7 +187,21 @@ void TEventDetailForm::rowLinkClicked(int row) {
 
 void TEventDetailForm::openSession(const QString& guid) {
     // The session view has no owner: it outlives this form.
-    TSessionViewForm::openSession(guid);
+    if (!m_data)
+        throw std::logic_error("The detail form was opened without its data module");
+    TSessionViewForm::openSession(*m_data, guid, window());
+}
+
+void TEventDetailForm::showInHierarchy() {
+    // The main window is found by what it offers, so that the sheets need not know the views.
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (window->metaObject()->indexOfMethod("focusProcessInHierarchy(QString)") >= 0) {
+            QMetaObject::invokeMethod(window, "focusProcessInHierarchy",
+                                      Q_ARG(QString, fieldText("ProcessGuid")));
+            window->activateWindow();
+            return;
+        }
+    }
 }
 
 void TEventDetailForm::openRegistryKey(const QString& keyPath) {

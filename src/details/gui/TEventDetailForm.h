@@ -13,6 +13,7 @@ class QStatusBar;
 class QTreeWidgetItem;
 
 namespace kelvane {
+class TMainDataModule;
 class TVirusTotalLookup;
 struct VTOutcome;
 struct VTTreeNode;
@@ -32,6 +33,9 @@ class TEventDetailForm : public QWidget {
 public:
     // `owner` is the opening window: closing it closes the form.
     TEventDetailForm(const DetailFormLayout& layout, QWidget* owner);
+
+    // The data module the form reads from; set by its opener before SetQueryParams.
+    void setDataModule(TMainDataModule& data) { m_data = &data; }
 
     // Reads the row whose FID is GID from TableName (an event table of the catalogue) into the grid.
     // A GID with no row leaves every value empty. Throws on an unknown table or a database fault.
@@ -53,6 +57,9 @@ public:
     // A click on a host name row: asks for its domain, whatever the box says.
     void domainRowClick(const QString& field);
     QString statusText() const;
+    // The process create sheet's way to its process in the Hierarchy tab: the main window focuses the
+    // tree on the process of the sheet's GUID.
+    void showInHierarchy();
     bool virusTotalBusy() const;
     // Points the lookups at another server (tests, a proxy); the default is the public API.
     void setVirusTotalAddress(const QString& baseUrl);
@@ -92,6 +99,7 @@ private:
     void openRegistryKey(const QString& keyPath);
 
     const DetailFormLayout& m_layout;
+    TMainDataModule* m_data = nullptr;
     TPropertyGrid* m_grid = nullptr;
     // Holds the grid, so that a panel can be added under it.
     QSplitter* Splitter = nullptr;

@@ -103,6 +103,11 @@ void TEventDetailForm::buildVirusTotalPanel() {
 }
 
 void TEventDetailForm::connectLookup() {
+    // Every lookup reads the key anew from the settings store.
+    m_lookup->setKeySource([] {
+        return SharedResourcesModule ? SharedResourcesModule->VirusTotalKey()
+                                     : QString::fromLatin1(TSharedResourcesModule::kNoKey);
+    });
     connect(m_lookup, &TVirusTotalLookup::statusChanged, this, &TEventDetailForm::setStatus);
     connect(m_lookup, &TVirusTotalLookup::answered, this, &TEventDetailForm::applyOutcome);
     connect(m_lookup, &TVirusTotalLookup::failed, this,

@@ -8,6 +8,7 @@
 #include "toolkit/Icons.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TNodeDiagram.h"
+#include "toolkit/WindowPlacement.h"
 
 #include <QApplication>
 #include <QHBoxLayout>
@@ -40,11 +41,13 @@ QToolButton* toolButton(QWidget* parent, const char* name, const char* icon) {
 
 } // namespace
 
-TSessionViewForm::TSessionViewForm(QWidget* owner) : QWidget(owner, Qt::Tool) {
+TSessionViewForm::TSessionViewForm(TMainDataModule& data, QWidget* owner)
+    : QWidget(owner, Qt::Tool), m_data(data) {
     setObjectName(QStringLiteral("TSessionViewForm"));
     setAttribute(Qt::WA_DeleteOnClose);
     resize(734, 518);
     setMinimumSize(640, 480);
+    closeOnEscapeAndCtrlW(this);
 
     PanelMainDrawing = new QWidget(this);
     PanelMainDrawing->setObjectName(QStringLiteral("PanelMainDrawing"));
@@ -93,10 +96,12 @@ TSessionViewForm::TSessionViewForm(QWidget* owner) : QWidget(owner, Qt::Tool) {
     connect(EventsDiagram, &TNodeDiagram::nodeDeleted, this, &TSessionViewForm::EventsDiagramDeletion);
 }
 
-TSessionViewForm* TSessionViewForm::openSession(const QString& guid) {
+TSessionViewForm* TSessionViewForm::openSession(TMainDataModule& data, const QString& guid,
+                                                const QWidget* anchor) {
     // No owner: the window lives until it is closed, and then frees itself.
-    auto* form = new TSessionViewForm();
+    auto* form = new TSessionViewForm(data);
     form->setSessionGUID(guid);
+    centreOn(form, anchor);
     form->show();
     return form;
 }
@@ -110,9 +115,7 @@ void TSessionViewForm::showEvent(QShowEvent* event) {
 }
 
 void TSessionViewForm::FormShow() {
-    if (!MainDataModule)
-        throw std::logic_error("The data module has not been created");
-    const int count = countSessionEvents(*MainDataModule, FFSessionGUID);
+    const int count = countSessionEvents(m_data, FFSessionGUID);
     if (count > kSessionEventLimit) {
         MessageService::message(
             this, QStringLiteral("Too many events associated with this session (%1 events).\r\n"
@@ -124,7 +127,7 @@ void TSessionViewForm::FormShow() {
         setWindowTitle(QStringLiteral("Too many events (%1)").arg(count));
         return;
     }
-    const std::vector<SessionEvent> events = readSessionEvents(*MainDataModule, FFSessionGUID);
+    const std::vector<SessionEvent> events = readSessionEvents(m_data, FFSessionGUID);
     FFirstNode = EventsDiagram->addChild(nullptr);
     FFirstNode->setText(QStringLiteral(" Session Events of \r\n") + FFSessionGUID);
     FFirstNode->setColor(sessionRootColor());
@@ -134,7 +137,7 @@ void TSessionViewForm::FormShow() {
 
 void TSessionViewForm::EventsDiagramDblClick() {
     // Owned by this window, so that they close with it.
-    openDetailFormOfSelection(this, *EventsDiagram);
+    openDetailFormOfSelection(this, m_data, *EventsDiagram);
 }
 
 void TSessionViewForm::EventsDiagramDeletion(TDiagramNode* node) {

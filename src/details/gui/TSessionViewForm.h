@@ -7,6 +7,10 @@
 
 class QToolButton;
 
+namespace kelvane {
+class TMainDataModule;
+}
+
 namespace kelvane::ui {
 
 class TDiagramNode;
@@ -19,13 +23,15 @@ class TSessionViewForm : public QWidget {
     Q_OBJECT
 
 public:
-    explicit TSessionViewForm(QWidget* owner = nullptr);
+    explicit TSessionViewForm(TMainDataModule& data, QWidget* owner = nullptr);
 
     // The GUID to show; set before the window is shown.
     void setSessionGUID(const QString& guid) { FFSessionGUID = guid; }
 
-    // Makes a window with no owner for the session and shows it.
-    static TSessionViewForm* openSession(const QString& guid);
+    // Makes a window with no owner for the session and shows it, centred on `anchor` (the window it
+    // was opened from) when one is given.
+    static TSessionViewForm* openSession(TMainDataModule& data, const QString& guid,
+                                         const QWidget* anchor = nullptr);
 
     TNodeDiagram* diagram() const { return EventsDiagram; }
     // The root of the drawing; null before the window is shown and when the session is too long.
@@ -49,6 +55,7 @@ private:
     MessageService::SaveDialog scSaveDialogExportToBMP{"Export Diagram to Bitmap", "BMP Files (*.BMP)",
                                                        QString(), true};
 
+    TMainDataModule& m_data;
     QString FFSessionGUID;
     TDiagramNode* FFirstNode = nullptr;
     bool m_shown = false;

@@ -10,7 +10,7 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QSslConfiguration>
-#include <QThread>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -162,7 +162,10 @@ TElasticClient::Response TElasticClient::request(const QByteArray& verb, const Q
         // A full search queue or a tripped breaker clears by itself: the very same request, later.
         if (response.status != 429 || attempt == 4)
             return response;
-        QThread::msleep(static_cast<unsigned long>(delay));
+        // The client also runs on the GUI thread (Connect): wait in an event loop, not asleep.
+        QEventLoop pause;
+        QTimer::singleShot(delay, &pause, &QEventLoop::quit);
+        pause.exec();
         delay *= 2;
     }
 }
@@ -353,23 +356,6 @@ qint64 TElasticClient::count(const QString& target, int eventId) {
     if (!count.isDouble())
         throw ElasticError(QString("POST %1 answered without a count").arg(path).toStdString());
     return static_cast<qint64>(count.toDouble());
-}
-
-IndexColumns TElasticClient::columns(const QString& target) {
-    const QByteArray body =
-        requestOk("GET", targetPath(target) + "/_field_caps?fields=event_data.*,computer_name,UtcTime");
-    IndexColumns columns;
-    const QJsonObject fields = jsonObject(body).value("fields").toObject();
-    for (auto it = fields.begin(); it != fields.end(); ++it) {
-        const QString name = it.key();
-        if (name.startsWith("event_data.") && name.size() > 11)
-            columns.items.insert(name.mid(11).toStdString());
-        else if (name == "computer_name")
-            columns.computerName = true;
-        else if (name == "UtcTime")
-            columns.utcTime = true;
-    }
-    return columns;
 }
 
 std::unique_ptr<ElasticHits> TElasticClient::search(const QString& target, int eventId) {

@@ -16,8 +16,6 @@ class QNetworkAccessManager;
 
 namespace kelvane {
 
-struct IndexColumns;
-
 // A failure of the server or of the way to it, worded for the user. Never holds the password.
 class ElasticError : public std::runtime_error {
 public:
@@ -123,8 +121,6 @@ public:
     QStringList catalogue();
     // Sysmon events of one id in the target.
     qint64 count(const QString& target, int eventId);
-    // The winlogbeat 6 columns that the target's documents can have.
-    IndexColumns columns(const QString& target);
     std::unique_ptr<ElasticHits> search(const QString& target, int eventId);
 
     // The filter that selects Sysmon events of an id in every shape and mapping.

@@ -2,10 +2,10 @@
 
 #include "import/elastic/TElasticImportController.h"
 #include "import/gui/TImportForm.h"
+#include "settings/ProductInfo.h"
 #include "settings/TSharedResourcesModule.h"
 #include "settings/gui/TConsentDialogRule.h"
 #include "toolkit/MessageService.h"
-#include "views/TMainForm.h"
 
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -195,7 +195,7 @@ void TImportElasticLogsForm::ButtonConnectClick() {
     } catch (const std::exception&) {
         // The server's own words stay out of it.
         ui::MessageService::message(this, QString("Something went wrong! Please contact ") +
-                                              TMainForm::kSupportAddress);
+                                              product::kSupportAddress);
     }
 }
 

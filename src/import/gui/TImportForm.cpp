@@ -173,6 +173,9 @@ void TImportForm::OmniEventMonitorTaskTerminated() {
         done(3);
         return;
     }
+    // Done: a full bar and a caption that says so, beside the count.
+    dxActivityIndicator->setValue(1);
+    setWindowTitle("Sysmon Events Imported");
     ButtonOkCancel->setText("Ok");
     m_okCancelResult = 1;
     ButtonOkCancel->setEnabled(true);
