@@ -17,7 +17,9 @@ int main(int argc, char* argv[]) {
     QString commands = "Prints what a view of Kelvane shows for a database. Commands:";
     for (const auto& [name, command] : queryCommands())
         commands += "\n  " + name + (command.usage.isEmpty() ? "" : " ") + command.usage;
-    CommandLine commandLine(commands, {{0, "done"}, {2, "bad arguments, or an unusable database"}});
+    CommandLine commandLine(commands, {{0, "done"},
+                                       {1, "hierarchy --focus: the tree has no process of that GUID"},
+                                       {2, "bad arguments, or an unusable database"}});
     const QCommandLineOption dbOption("db", "The Kelvane database to read.", "PATH");
     commandLine.parser().addOption(dbOption);
     // A search term may begin with a dash: options end at the command.

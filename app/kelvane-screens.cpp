@@ -1,8 +1,8 @@
 // Writes pictures of Kelvane's windows for review: kelvane-screens OUTPUT_FOLDER [EVENTS].
 // Imports a generated log into a temporary folder, then drives the main window as a user would and
 // grabs the main window on each tab, a drawn session, a detail form and a session view window.
-// kelvane-screens OUTPUT_FOLDER --hierarchy KelvaneDB TERM GUID pictures the Hierarchy tab over a copy
-// of a database: a process found by TERM, the family of GUID, and the tree list.
+// kelvane-screens OUTPUT_FOLDER --hierarchy KelvaneDB --find TERM --focus GUID pictures the Hierarchy
+// tab over a copy of a database: a process found by TERM, the family of GUID, and the tree list.
 #include "../bench/CountryFill.h"
 #include "../bench/SysmonLogGenerator.h"
 #include "details/gui/TDetailFormFactory.h"
@@ -29,10 +29,12 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QFileDialog>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QSplitter>
 #include <QTabWidget>
 #include <QTcpServer>
@@ -62,6 +64,33 @@ bool save(QWidget* widget, const QString& folder, const QString& name) {
 }
 
 // The lit map with the connections of the United States open under it and the tip over Germany.
+// The diagram walked by keyboard to its first event box, Enter, and the sheet that opens over the
+// window, as the user sees the two together.
+void saveSheetOpenedByKeyboard(TMainForm& form, const QString& out) {
+    auto* diagram = form.findChild<ui::TNodeDiagram*>("EventsDiagram");
+    diagram->setFocus();
+    diagram->setSelectedNode(nullptr);
+    const auto press = [diagram](int key) {
+        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
+        QCoreApplication::sendEvent(diagram, &event);
+    };
+    for (int i = 0; i < 3; ++i)
+        press(Qt::Key_Down);
+    press(Qt::Key_Return);
+    QWidget* sheet = nullptr;
+    for (QWidget* child : form.findChildren<QWidget*>())
+        if (child->isWindow() && child->isVisible() && child != &form)
+            sheet = child;
+    if (!sheet)
+        return;
+    QImage picture = form.grab().toImage();
+    QPainter painter(&picture);
+    painter.drawPixmap(sheet->frameGeometry().topLeft() - form.geometry().topLeft(), sheet->grab());
+    painter.end();
+    picture.save(QDir(out).filePath("detail-form-by-keyboard.png"));
+    sheet->close();
+}
+
 void saveMap(TMainForm& form, QTabWidget& tabs, const QString& out) {
     tabs.setCurrentWidget(form.findChild<QWidget*>("TabSheetMapView"));
     ui::TWorldMap* map = form.chartMap();
@@ -218,18 +247,21 @@ int main(int argc, char* argv[]) {
                             {{0, "the pictures are written"}});
     commandLine.addPositional("FOLDER", "Where the PNG files go.");
     commandLine.addPositional("EVENTS", "Events in the generated log (20000).", "[EVENTS]");
+    const QCommandLineOption hierarchyOption(
+        "hierarchy",
+        "Only the Hierarchy tab, over a copy of DATABASE: a process found by "
+        "--find, the family of --focus, the tree list.",
+        "DATABASE");
+    const QCommandLineOption findTerm("find", "What the Hierarchy pictures find.", "TERM");
+    const QCommandLineOption focusGuid("focus", "The process GUID the Hierarchy pictures focus on.", "GUID");
+    commandLine.parser().addOptions({hierarchyOption, findTerm, focusGuid});
     commandLine.process(app, 1, 2);
-    const QString out = QString::fromLocal8Bit(argv[1]);
+    const QString out = commandLine.positional().at(0);
     QDir().mkpath(out);
-    if (argc > 2 && QLatin1String(argv[2]) == QLatin1String("--hierarchy")) {
-        if (argc != 6) {
-            std::fprintf(stderr, "usage: kelvane-screens OUTPUT_FOLDER --hierarchy KelvaneDB TERM GUID\n");
-            return 2;
-        }
-        return hierarchyScreens(out, QString::fromLocal8Bit(argv[3]), QString::fromLocal8Bit(argv[4]),
-                                QString::fromLocal8Bit(argv[5]));
-    }
-    const int events = argc > 2 ? std::atoi(argv[2]) : 20000;
+    if (commandLine.isSet("hierarchy"))
+        return hierarchyScreens(out, commandLine.value("hierarchy"), commandLine.value("find"),
+                                commandLine.value("focus"));
+    const int events = commandLine.positional().size() > 1 ? commandLine.positional().at(1).toInt() : 20000;
 
     QTemporaryDir temp;
     TSharedResourcesModule settings(temp.filePath("settings.ini"));
@@ -267,6 +299,13 @@ int main(int argc, char* argv[]) {
     data.CloseDatabase();
 
     ui::MessageScript script; // no modal box may block the pictures
+    {
+        // The first start: no database yet, the canvas says how to begin.
+        TMainForm first(data, temp.filePath("none/KelvaneDB"));
+        first.resize(1226, 717);
+        first.show();
+        save(&first, out, "main-first-start");
+    }
     TMainForm form(data, dbPath);
     form.resize(1400, 860);
     form.show();
@@ -310,6 +349,7 @@ int main(int argc, char* argv[]) {
     if (!secondGuid.isEmpty() && secondGuid != guid)
         form.cxGridDBColumnImageSessionsPropertiesStartClick(secondGuid);
     save(&form, out, "main-process-view-session");
+    saveSheetOpenedByKeyboard(form, out);
     auto* diagram = form.findChild<ui::TNodeDiagram*>("EventsDiagram");
     diagram->renderToImage().save(QDir(out).filePath("session-diagram-full.png"));
     for (int i = 1; i < tabs->count(); ++i) {
@@ -358,6 +398,7 @@ int main(int argc, char* argv[]) {
         settings.setVirusTotalKey("0123456789abcdef");
         settings.setVirusTotalToS(true);
         auto* hashForm = new ui::TProcessCreateForm(&form);
+        hashForm->setDataModule(data);
         hashForm->SetQueryParams("ProcessCreate", 0);
         hashForm->grid()->setValue(hashForm->grid()->rowOf("MD5"), "0f1e2d3c4b5a69788796a5b4c3d2e1f0");
         hashForm->setVirusTotalAddress(sample.address());
@@ -367,6 +408,7 @@ int main(int argc, char* argv[]) {
         save(hashForm, out, "virustotal-file");
 
         auto* netForm = new ui::TFormNetworkConnectionDetected(&form);
+        netForm->setDataModule(data);
         netForm->SetQueryParams("NetworkConnectionDetected", 0);
         netForm->grid()->setValue(netForm->grid()->rowOf("DestinationIp"), "8.8.8.8");
         netForm->grid()->setValue(netForm->grid()->rowOf("DestinationHostname"), "www.example.org");

@@ -1,5 +1,5 @@
 // kelvane-genlog: writes a large synthetic Sysmon log for import benchmarks.
-//   kelvane-genlog [--seed S] [--noroot] [--utf16] [--computers K] [--process-tree] N OUT.xml
+//   kelvane-genlog [--seed S] [--noroot] [--utf16] [--computers K] [--process-tree] [--modern] N OUT.xml
 
 #include "SysmonLogGenerator.h"
 #include "settings/CommandLine.h"
@@ -16,9 +16,8 @@
 namespace {
 
 int usage() {
-    std::fprintf(
-        stderr,
-        "usage: kelvane-genlog [--seed S] [--noroot] [--utf16] [--computers K] [--process-tree] N OUT.xml\n");
+    std::fprintf(stderr, "usage: kelvane-genlog [--seed S] [--noroot] [--utf16] [--computers K] "
+                         "[--process-tree] [--modern] N OUT.xml\n");
     return 2;
 }
 
@@ -39,7 +38,8 @@ int main(int argc, char** argv) {
                        {"noroot", "No <Events> root element."},
                        {"utf16", "Write UTF-16 with a byte order mark."},
                        {"computers", "Computers the events come from (1 to 10000).", "K"},
-                       {"process-tree", "A busy machine where processes start processes."}});
+                       {"process-tree", "A busy machine where processes start processes."},
+                       {"modern", "Sysmon 15 on every machine, with its later event types."}});
     commandLine.addPositional("N", "Events to write.");
     commandLine.addPositional("OUT", "The log file to write.");
     commandLine.process(app, 2, 2);
@@ -53,6 +53,8 @@ int main(int argc, char** argv) {
             options.withRoot = false;
         } else if (arg == "--process-tree") {
             options.processTree = true;
+        } else if (arg == "--modern") {
+            options.modern = true;
         } else if (arg == "--utf16") {
             options.utf16 = true;
         } else if (arg == "--seed" || arg == "--computers") {

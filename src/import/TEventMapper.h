@@ -69,6 +69,8 @@ private:
     struct TypePlan;
     void writeRows(EventState& state);
     void writeTypeRow(const TypePlan& plan, std::int64_t gid, std::string_view description);
+    // Every item that the type's table has no column for, in the order of the log.
+    void writeExtraItems(const TypePlan& plan, std::int64_t gid);
     void writeImageExe(int id, const TTableDataset& row, const char* image, const char* imageExe,
                        const char* guid, std::int64_t gid);
     void writeHashes(const TTableDataset& row, std::int64_t gid);
@@ -93,6 +95,8 @@ private:
     TTableDataset* m_addresses;
     TTableDataset* m_ports;
     TTableDataset* m_regTargets;
+    TTableDataset* m_extras;
+    int m_extraFid, m_extraSeq, m_extraName, m_extraValue;
     std::vector<TypePlan> m_plans;
     mutable LocaleDateText m_dateText;
 };

@@ -53,10 +53,51 @@ QByteArray bytesOf(std::string_view text) {
 
 } // namespace
 
+struct ProcessTreeIndex::Base {
+    std::vector<ProcessFacts> facts;
+    // The searched texts of all nodes in the drawing's order, case folded, each node's ended by a zero
+    // byte; node order[k] starts at textStart[k]. One buffer scanned with memmem answers a keystroke
+    // over a few hundred thousand processes in milliseconds.
+    std::string text;
+    std::vector<quint32> textStart;
+    std::vector<int> order;
+};
+
 ProcessTreeIndex::ProcessTreeIndex(ProcessHierarchy tree, std::vector<ProcessFacts> facts)
-    : m_tree(std::move(tree)), m_facts(std::move(facts)) {
-    m_facts.resize(static_cast<size_t>(m_tree.size()));
+    : m_tree(std::move(tree)) {
+    auto base = std::make_shared<Base>();
+    base->facts = std::move(facts);
+    base->facts.resize(static_cast<size_t>(m_tree.size()));
+    m_base = base;
     index();
+    base->order = m_order;
+    buildText(*base);
+}
+
+ProcessTreeIndex::ProcessTreeIndex(ProcessHierarchy tree, std::shared_ptr<const Base> base,
+                                   std::vector<int> baseNode, std::unordered_map<int, ProcessFacts> ownFacts)
+    : m_tree(std::move(tree)), m_base(std::move(base)), m_baseNode(std::move(baseNode)),
+      m_ownFacts(std::move(ownFacts)) {
+    index();
+    m_copyOf.assign(m_base->facts.size(), -1);
+    for (int i = 0; i < size(); ++i) {
+        const int b = m_baseNode[static_cast<size_t>(i)];
+        if (b < 0)
+            continue;
+        if (m_copyOf[static_cast<size_t>(b)] < 0)
+            m_copyOf[static_cast<size_t>(b)] = i;
+        else
+            m_moreCopies.emplace(b, i);
+    }
+}
+
+const ProcessFacts& ProcessTreeIndex::facts(int index) const {
+    const int b = baseNodeOf(index);
+    if (b >= 0)
+        return m_base->facts[static_cast<size_t>(b)];
+    static const ProcessFacts none;
+    const auto own = m_ownFacts.find(index);
+    return own == m_ownFacts.end() ? none : own->second;
 }
 
 void ProcessTreeIndex::index() {
@@ -106,31 +147,42 @@ void ProcessTreeIndex::index() {
         m_subtreeEnd[static_cast<size_t>(node)] =
             kids.empty() ? k + 1 : m_subtreeEnd[static_cast<size_t>(kids.back())];
     }
-
-    m_text.clear();
-    m_textStart.clear();
-    m_textStart.reserve(static_cast<size_t>(n) + 1);
-    for (const int node : m_order) {
-        m_textStart.push_back(static_cast<quint32>(m_text.size()));
-        const ProcessHierarchy::Node& info = m_tree.node(node);
-        const ProcessFacts& facts = m_facts[static_cast<size_t>(node)];
-        // Fields apart by a line break, which no typed term holds, so that no match spans two.
-        appendFolded(m_text, viewOf(info.exeName.toUtf8()));
-        m_text.push_back('\n');
-        appendFolded(m_text, viewOf(facts.commandLine));
-        m_text.push_back('\n');
-        if (facts.processId >= 0)
-            m_text += std::to_string(facts.processId);
-        m_text.push_back('\n');
-        appendFolded(m_text, viewOf(info.guid));
-        m_text.push_back('\n');
-        appendFolded(m_text, viewOf(facts.user.toUtf8()));
-        m_text.push_back('\0');
-    }
-    m_textStart.push_back(static_cast<quint32>(m_text.size()));
-    m_text.shrink_to_fit();
 }
 
+void ProcessTreeIndex::buildText(Base& base) const {
+    const int n = size();
+    // Sized up front: folding case keeps the length of nearly every text, and a buffer grown by doubling
+    // (then trimmed by a copy) would hold up to three times its size for a moment.
+    size_t estimate = 0;
+    for (int i = 0; i < n; ++i) {
+        const ProcessFacts& facts = base.facts[static_cast<size_t>(i)];
+        estimate += static_cast<size_t>(m_tree.node(i).exeName.size() + facts.commandLine.size() +
+                                        m_tree.node(i).guid.size() + facts.user.size()) +
+                    24;
+    }
+    base.text.clear();
+    base.text.reserve(estimate + estimate / 64);
+    base.textStart.clear();
+    base.textStart.reserve(static_cast<size_t>(n) + 1);
+    for (const int node : base.order) {
+        base.textStart.push_back(static_cast<quint32>(base.text.size()));
+        const ProcessHierarchy::Node& info = m_tree.node(node);
+        const ProcessFacts& facts = base.facts[static_cast<size_t>(node)];
+        // Fields apart by a line break, which no typed term holds, so that no match spans two.
+        appendFolded(base.text, viewOf(info.exeName.toUtf8()));
+        base.text.push_back('\n');
+        appendFolded(base.text, viewOf(facts.commandLine));
+        base.text.push_back('\n');
+        if (facts.processId >= 0)
+            base.text += std::to_string(facts.processId);
+        base.text.push_back('\n');
+        appendFolded(base.text, viewOf(info.guid));
+        base.text.push_back('\n');
+        appendFolded(base.text, viewOf(facts.user.toUtf8()));
+        base.text.push_back('\0');
+    }
+    base.textStart.push_back(static_cast<quint32>(base.text.size()));
+}
 std::span<const int> ProcessTreeIndex::children(int index) const {
     const auto begin = static_cast<size_t>(m_childStart[static_cast<size_t>(index)]);
     const auto end = static_cast<size_t>(m_childStart[static_cast<size_t>(index) + 1]);
@@ -143,22 +195,38 @@ std::vector<int> ProcessTreeIndex::find(const QString& term, const std::vector<c
     appendFolded(needle, viewOf(term.toUtf8()));
     if (needle.empty() || needle.find('\n') != std::string::npos || needle.find('\0') != std::string::npos)
         return found;
-    const char* const text = m_text.data();
-    const size_t length = m_text.size();
+    const Base& base = *m_base;
+    const auto keep = [&](int node) {
+        if (!within || (*within)[static_cast<size_t>(node)])
+            found.push_back(node);
+    };
+    const char* const text = base.text.data();
+    const size_t length = base.text.size();
     size_t from = 0;
+    size_t k = 0; // the text that holds `from`: hits only move forward, so a cursor beats a search
     while (from < length) {
         const void* hit = memmem(text + from, length - from, needle.data(), needle.size());
         if (!hit)
             break;
         const auto at = static_cast<quint32>(static_cast<const char*>(hit) - text);
+        while (base.textStart[k + 1] <= at)
+            ++k;
         // The node whose text holds the hit; its other hits add nothing.
-        const auto next = std::upper_bound(m_textStart.begin(), m_textStart.end(), at);
-        const auto k = static_cast<size_t>(next - m_textStart.begin()) - 1;
-        const int node = m_order[k];
-        if (!within || (*within)[static_cast<size_t>(node)])
-            found.push_back(node);
-        from = *next;
+        const int node = base.order[k];
+        from = base.textStart[++k];
+        if (m_baseNode.empty()) {
+            keep(node);
+            continue;
+        }
+        if (m_copyOf[static_cast<size_t>(node)] >= 0)
+            keep(m_copyOf[static_cast<size_t>(node)]);
+        const auto [first, last] = m_moreCopies.equal_range(node);
+        for (auto copy = first; copy != last; ++copy)
+            keep(copy->second);
     }
+    // A tree made from the base has an order of its own.
+    if (!m_baseNode.empty())
+        std::sort(found.begin(), found.end(), [this](int a, int b) { return position(a) < position(b); });
     return found;
 }
 
@@ -198,55 +266,74 @@ std::vector<char> ProcessTreeIndex::unfoldedAbove(int depth) const {
     return unfolded;
 }
 
+ProcessTreeIndex ProcessTreeIndex::derived(ProcessHierarchy tree, const std::vector<int>& origin) const {
+    std::vector<int> baseNode(origin.size(), -1);
+    std::unordered_map<int, ProcessFacts> own;
+    for (size_t i = 0; i < origin.size(); ++i) {
+        if (origin[i] >= 0) {
+            baseNode[i] = baseNodeOf(origin[i]);
+            if (baseNode[i] < 0)
+                own.emplace(static_cast<int>(i), facts(origin[i]));
+        } else if (tree.node(static_cast<int>(i)).kind == ProcessHierarchy::Kind::Computer) {
+            own[static_cast<int>(i)].computer = tree.node(static_cast<int>(i)).exeName;
+        }
+    }
+    return ProcessTreeIndex(std::move(tree), m_base, std::move(baseNode), std::move(own));
+}
+
 ProcessTreeIndex ProcessTreeIndex::byComputer() const {
     std::vector<int> origin;
     ProcessHierarchy split = m_tree.byComputer([this](int node) { return facts(node).computer; }, &origin);
-    std::vector<ProcessFacts> carried(origin.size());
-    for (size_t i = 0; i < origin.size(); ++i) {
-        if (origin[i] >= 0)
-            carried[i] = m_facts[static_cast<size_t>(origin[i])];
-        else
-            carried[i].computer = split.node(static_cast<int>(i)).exeName;
-    }
-    return ProcessTreeIndex(std::move(split), std::move(carried));
+    return derived(std::move(split), origin);
 }
 
 ProcessTreeIndex ProcessTreeIndex::focused(const std::vector<int>& nodes) const {
     std::vector<int> origin;
     ProcessHierarchy part = m_tree.subset(family(nodes), &origin);
-    std::vector<ProcessFacts> carried;
-    carried.reserve(origin.size());
-    for (const int was : origin)
-        carried.push_back(m_facts[static_cast<size_t>(was)]);
-    return ProcessTreeIndex(std::move(part), std::move(carried));
+    return derived(std::move(part), origin);
 }
 
 std::vector<ProcessFacts> ProcessTreeIndex::readFacts(TMainDataModule& data, const ProcessHierarchy& tree) {
     const int n = tree.size();
     std::vector<ProcessFacts> facts(static_cast<size_t>(n));
-    std::unordered_map<qint32, int> byFid;
+    // FIDs are the keys of AllEvents, dense from 1: an array by FID spares a hash table of every process.
+    qint32 maxFid = 0;
+    for (int i = 0; i < n; ++i)
+        if (tree.node(i).kind == ProcessHierarchy::Kind::Process)
+            maxFid = std::max(maxFid, tree.node(i).fid);
+    const bool dense = maxFid >= 0 && maxFid <= 8 * qint64(n) + 1024;
+    std::vector<int> byFidArray(dense ? static_cast<size_t>(maxFid) + 1 : 0, -1);
+    std::unordered_map<qint32, int> byFidMap;
     std::unordered_map<std::string_view, int> byGuid;
-    byFid.reserve(static_cast<size_t>(n));
     byGuid.reserve(static_cast<size_t>(n));
     for (int i = 0; i < n; ++i) {
         const ProcessHierarchy::Node& node = tree.node(i);
         if (node.kind != ProcessHierarchy::Kind::Process)
             continue;
-        byFid.emplace(node.fid, i);
+        if (dense && node.fid >= 0)
+            byFidArray[static_cast<size_t>(node.fid)] = i;
+        else
+            byFidMap.emplace(node.fid, i);
         byGuid.emplace(viewOf(node.guid), i);
     }
-    if (byFid.empty())
+    if (byGuid.empty())
         return facts;
+    const auto nodeOfFid = [&](qint64 fid) {
+        if (dense && fid >= 0 && fid <= maxFid)
+            return byFidArray[static_cast<size_t>(fid)];
+        const auto found = byFidMap.find(static_cast<qint32>(fid));
+        return found == byFidMap.end() ? -1 : found->second;
+    };
 
     sql::Database& db = data.connection();
     Names names;
     sql::Statement creations = db.prepare(
         "SELECT FID, ProcessId, User, IntegrityLevel, UtcTime, CommandLine, Computer FROM ProcessCreate");
     while (creations.step()) {
-        const auto found = byFid.find(static_cast<qint32>(creations.columnInt64(0)));
-        if (found == byFid.end())
+        const int node = nodeOfFid(creations.columnInt64(0));
+        if (node < 0)
             continue;
-        ProcessFacts& f = facts[static_cast<size_t>(found->second)];
+        ProcessFacts& f = facts[static_cast<size_t>(node)];
         f.processId = creations.isNull(1) ? -1 : creations.columnInt64(1);
         f.user = names.intern(creations.columnText(2));
         f.integrityLevel = names.intern(creations.columnText(3));

@@ -5,8 +5,10 @@
 #include <QByteArray>
 #include <QString>
 
+#include <memory>
 #include <span>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace kelvane {
@@ -40,7 +42,7 @@ public:
     int size() const { return m_tree.size(); }
     bool isEmpty() const { return m_tree.size() == 0; }
     const ProcessHierarchy::Node& node(int index) const { return m_tree.node(index); }
-    const ProcessFacts& facts(int index) const { return m_facts[static_cast<size_t>(index)]; }
+    const ProcessFacts& facts(int index) const;
 
     int parent(int index) const { return m_tree.node(index).parent; }
     int depth(int index) const { return m_depth[static_cast<size_t>(index)]; }
@@ -70,10 +72,24 @@ public:
     ProcessTreeIndex focused(const std::vector<int>& nodes) const;
 
 private:
+    // The facts and the searched texts of the tree read from the database. Trees made from it (by
+    // computer, focused) share it, and keep per node the node of that tree it stands for.
+    struct Base;
+    ProcessTreeIndex(ProcessHierarchy tree, std::shared_ptr<const Base> base, std::vector<int> baseNode,
+                     std::unordered_map<int, ProcessFacts> ownFacts);
+    ProcessTreeIndex derived(ProcessHierarchy tree, const std::vector<int>& origin) const;
+    int baseNodeOf(int index) const {
+        return m_baseNode.empty() ? index : m_baseNode[static_cast<size_t>(index)];
+    }
     void index();
+    void buildText(Base& base) const;
 
     ProcessHierarchy m_tree;
-    std::vector<ProcessFacts> m_facts;
+    std::shared_ptr<const Base> m_base;
+    std::vector<int> m_baseNode;                      // per node; empty when this is the base's own tree
+    std::unordered_map<int, ProcessFacts> m_ownFacts; // of nodes that stand for none of the base's
+    std::vector<int> m_copyOf; // per base node, the first node here that stands for it, or -1
+    std::unordered_multimap<int, int> m_moreCopies; // the others (a top level node split by computer)
     std::vector<int> m_depth;
     std::vector<int> m_childStart; // children of node i: m_children[m_childStart[i] .. m_childStart[i+1])
     std::vector<int> m_children;
@@ -81,11 +97,6 @@ private:
     std::vector<int> m_position;
     std::vector<int> m_subtreeEnd; // position after the last descendant
     int m_maxDepth = 0;
-    // The searched texts of all nodes in the drawing's order, case folded, each node's ended by a zero
-    // byte; node k of the order starts at m_textStart[k]. One buffer scanned with memmem answers a
-    // keystroke over a few hundred thousand processes in milliseconds.
-    std::string m_text;
-    std::vector<quint32> m_textStart;
 };
 
 } // namespace kelvane

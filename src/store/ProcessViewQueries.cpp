@@ -3,31 +3,11 @@
 #include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 
-#include <array>
 
 namespace kelvane {
 
 namespace {
 
-// Alphabetical but for the last three; driver loads and WMI activity have no entry.
-constexpr std::array<EventFilterEntry, 16> kEntries{{
-    {"CreateRemoteThreadDetected", 8},
-    {"FileCreated", 11},
-    {"FileCreationTimeChanged", 2},
-    {"FileStreamCreated", 15},
-    {"ImageLoaded", 7},
-    {"NetworkConnectionDetected", 3},
-    {"PipeConnected", 18},
-    {"PipeCreated", 17},
-    {"ProcessAccessed", 10},
-    {"ProcessCreate", 1},
-    {"ProcessTerminated", 5},
-    {"RawAccessReadDetected", 9},
-    {"RegistryObjectAddedOrDeleted", 12},
-    {"RegistryValueSet", 13},
-    {"RegistryObjectRenamed", 14},
-    {"DnsQuery", 22},
-}};
 
 std::unique_ptr<TPagedQuery> listOf(TMainDataModule& data, const char* queryName) {
     // An opened query brings its connection up again.
@@ -38,14 +18,15 @@ std::unique_ptr<TPagedQuery> listOf(TMainDataModule& data, const char* queryName
 } // namespace
 
 std::span<const EventFilterEntry> eventFilterEntries() {
-    return kEntries;
+    return catalogue::processViewFilter();
 }
 
 std::string imagesQueryText(const std::vector<bool>& ticked) {
     std::vector<std::string> lines{"SELECT ImageExe FROM AllImageExes"};
-    for (size_t i = 0; i < kEntries.size() && i < ticked.size(); ++i)
+    const auto entries = eventFilterEntries();
+    for (size_t i = 0; i < entries.size() && i < ticked.size(); ++i)
         if (ticked[i])
-            lines.push_back("EventType = " + std::to_string(kEntries[i].eventType));
+            lines.push_back("EventType = " + std::to_string(entries[i].eventType));
     if (lines.size() == 1)
         return lines.front();
     lines[1].insert(0, "WHERE ");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "store/EventCatalogue.h"
 #include "store/TPagedQuery.h"
 
 #include <QString>
@@ -16,12 +17,7 @@ class TMainDataModule;
 // The three lists of the process view, narrowing from an executable's name to its paths to the
 // sessions of one path, and the event filter over the first of them.
 
-// One entry of the event filter: its text and the event type it stands for.
-struct EventFilterEntry {
-    const char* name;
-    int eventType;
-};
-// The filter's entries in their fixed order.
+// The filter's entries in their fixed order (the catalogue's).
 std::span<const EventFilterEntry> eventFilterEntries();
 
 // The text of the images query for the entries ticked, by place in eventFilterEntries(): the

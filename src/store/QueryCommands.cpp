@@ -3,6 +3,7 @@
 #include "store/AllEventsSearch.h"
 #include "store/CaseFiles.h"
 #include "store/DestinationCountries.h"
+#include "store/EventItems.h"
 #include "store/ProcessHierarchy.h"
 #include "store/ProcessTreeIndex.h"
 #include "store/TMainDataModule.h"
@@ -10,7 +11,9 @@
 #include <QFileInfo>
 #include <QTextStream>
 
+#include <algorithm>
 #include <stdexcept>
+#include <vector>
 
 namespace kelvane {
 
@@ -36,6 +39,31 @@ int runSearchCommand(TMainDataModule& data, const QStringList& args, QTextStream
         out << row.gid << '\t' << row.utcTime << '\t' << row.eventType << '\t' << row.eventTypeName << '\t'
             << row.correlationGuid << '\t' << row.computer << '\t' << row.ruleName << '\n';
     out << rows.size() << '\n';
+    return 0;
+}
+
+// Every data item of every event (or of the events named by GID), a line per event in import order.
+int itemsCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
+    std::vector<std::int64_t> gids;
+    for (const QString& arg : args) {
+        bool ok = false;
+        const qlonglong gid = arg.toLongLong(&ok);
+        if (!ok) {
+            QTextStream(stderr) << "usage: kelvane-query --db PATH items [GID...]\n";
+            return 2;
+        }
+        gids.push_back(gid);
+    }
+    auto print = [&out](const EventItems& event) { out << QString::fromStdString(itemsLine(event)) << '\n'; };
+    if (gids.empty()) {
+        forEachEventItems(data.connection(), print);
+        return 0;
+    }
+    std::sort(gids.begin(), gids.end());
+    gids.erase(std::unique(gids.begin(), gids.end()), gids.end());
+    for (std::int64_t gid : gids)
+        if (const auto event = readEventItems(data.connection(), gid))
+            print(*event);
     return 0;
 }
 
@@ -97,6 +125,7 @@ const std::map<QString, QueryCommand>& queryCommands() {
         {"countries", {QString(), countriesCommand}},
         {"search", {"TERM", &runSearchCommand}},
         {"files", {QString(), filesCommand}},
+        {"items", {"[GID...]", &itemsCommand}},
     };
     return commands;
 }

@@ -246,6 +246,7 @@ void TNodeDiagram::invalidateLayout() {
 
 void TNodeDiagram::repaintDrawing() {
     ++m_paintStamp;
+    ++m_contentStamp;
     if (m_updateCount == 0)
         viewport()->update();
 }

@@ -62,8 +62,9 @@ public:
     void ensureNodeVisible(TDiagramNode* node);
     // Folds or unfolds a node, keeping it where it stands in the view though its subtree changes.
     void setExpandedInPlace(TDiagramNode* node, bool expanded);
-    // Grows with every change that shows: lets a picture of the drawing know when to be redone.
-    quint64 changeStamp() const { return m_paintStamp; }
+    // Grows with every change of the drawing but the selection: lets a picture of the whole know when
+    // to be redone.
+    quint64 changeStamp() const { return m_contentStamp; }
 
     // Viewport coordinates to drawing coordinates and back, for the current scroll and zoom.
     QPointF mapToDrawing(const QPointF& viewportPos);
@@ -162,7 +163,8 @@ private:
 
     bool m_zoomToFit = false;
     quint64 m_paintStamp = 0; // grows with every change that shows
-    QImage m_fitPicture;      // the fitted drawing as last painted
+    quint64 m_contentStamp = 0;
+    QImage m_fitPicture; // the fitted drawing as last painted
     quint64 m_fitPictureStamp = 0;
     QFont m_font;
     QHash<QString, TextMetrics> m_textMetrics;

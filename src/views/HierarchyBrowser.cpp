@@ -187,6 +187,19 @@ QWidget* HierarchyBrowser::buildToolbar() {
     return bar;
 }
 
+void HierarchyBrowser::clear() {
+    m_model->setTree(nullptr);
+    m_whole.reset();
+    m_shown.reset();
+    m_drawn.clear();
+    m_focus.clear();
+    m_focusMask.clear();
+    m_matches.clear();
+    m_match = -1;
+    m_current = -1;
+    updateFindLabel();
+}
+
 bool HierarchyBrowser::hasTree() const {
     return m_shown && !m_shown->isEmpty();
 }

@@ -48,6 +48,8 @@ public:
     // the computer roots and the find.
     void setTree(std::shared_ptr<const ProcessTreeIndex> index, std::vector<ui::TDiagramNode*> drawn);
     bool hasTree() const;
+    // Forgets the tree (the diagram is the tab's to clear).
+    void clear();
     // The tree shown now (by computer or not).
     const ProcessTreeIndex* shownTree() const { return m_shown.get(); }
 

@@ -7,6 +7,7 @@
 #include "store/AllEventsSearch.h"
 #include "store/ProcessViewQueries.h"
 #include "store/TMainDataModule.h"
+#include "toolkit/DiagramKeys.h"
 #include "toolkit/Icons.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/SpeedButton.h"
@@ -72,6 +73,17 @@ TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget
     font.setPixelSize(12);
     setFont(font);
     statusBar()->setObjectName("StatusBarMain");
+    LabelOpenExportFolder = new QLabel("<a href=\"folder\" style=\"color:#ffffff\">Open folder</a>", this);
+    LabelOpenExportFolder->setObjectName("LabelOpenExportFolder");
+    LabelOpenExportFolder->hide();
+    statusBar()->addPermanentWidget(LabelOpenExportFolder);
+    connect(LabelOpenExportFolder, &QLabel::linkActivated, this,
+            [this] { MessageService::openDocument(this, m_exportPlace.folder()); });
+    // The link belongs to the export's message and goes with it.
+    connect(statusBar(), &QStatusBar::messageChanged, this, [this](const QString& message) {
+        if (!message.startsWith("Exported to "))
+            LabelOpenExportFolder->hide();
+    });
     // The client area keeps its size; menu and status bar come on top of it.
     resize(1226, 693 + 24 + statusBar()->sizeHint().height());
 
@@ -114,6 +126,7 @@ void TMainForm::FormCreate() {
     m_data.setDatabasePath(m_databasePath);
     LabelGroupByHint->setText(
         "Drag \"Event Type\" or \"Process GUID\" column headers here to group events...");
+    showCanvasHint();
 }
 
 void TMainForm::guarded(const std::function<void()>& handler) {
@@ -214,7 +227,7 @@ QWidget* TMainForm::buildEventFilterPanel() {
     scCheckListBoxEventsFilter = new QListWidget(filterPanel);
     scCheckListBoxEventsFilter->setObjectName("scCheckListBoxEventsFilter");
     for (const EventFilterEntry& entry : eventFilterEntries()) {
-        auto* item = new QListWidgetItem(entry.name, scCheckListBoxEventsFilter);
+        auto* item = new QListWidgetItem(QString::fromLatin1(entry.name), scCheckListBoxEventsFilter);
         item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
         item->setCheckState(Qt::Checked);
     }
@@ -323,6 +336,8 @@ QWidget* TMainForm::buildProcessViewTab() {
     drawingLayout->addWidget(toolbar);
     EventsDiagram = new ui::TNodeDiagram(drawing);
     EventsDiagram->setObjectName("EventsDiagram");
+    ui::followKeyboard(EventsDiagram);
+    buildCanvasHint();
     drawingLayout->addWidget(EventsDiagram);
     splitter1->addWidget(left);
     splitter1->addWidget(drawing);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "output/ExportPlace.h"
 #include "store/NetworkTrafficGrid.h"
 #include "toolkit/MessageService.h"
 
@@ -165,6 +166,8 @@ private:
     output::GridDescription networkEventsExportGrid() const;
     output::GridDescription allEventsExportGrid() const;
     void refreshAfterImport();
+    // After an export: where the file went, in the status bar, with a link to its folder.
+    void exported(const QString& fileName);
     // The log import into the current database; gives the dialog's result, 0 when it did not run.
     int runLogImport();
     // The title and the recent list follow the database that is shown.
@@ -181,6 +184,9 @@ private:
     // The process view's lists get room by what they hold: the left column widens to its widest row,
     // and on a small screen the three panes share its height by their rows.
     void fitProcessLists();
+    // What the empty canvas of the process view says: how to begin, or how to draw a session.
+    void buildCanvasHint();
+    void showCanvasHint();
     void openExes();
     void ColorDestinationCountries();
     // Replaces the hierarchy's nodes by the tree's; `report` hears the share done, 0 to 1. Gives the
@@ -209,6 +215,8 @@ private:
     ui::MessageService::SaveDialog scSaveDialogExportToHTML;
     ui::MessageService::SaveDialog scSaveDialogExportToXLSX;
     ui::MessageService::SaveDialog scSaveDialogExportToPDF;
+    output::ExportPlace m_exportPlace;
+    QLabel* LabelOpenExportFolder = nullptr;
 
     QTabWidget* PageControlMain = nullptr;
     QWidget* TabSheetImages = nullptr;
@@ -224,6 +232,7 @@ private:
     QToolButton* AdvControlDropDownFilter = nullptr;
     QListWidget* scCheckListBoxEventsFilter = nullptr;
     ui::TNodeDiagram* EventsDiagram = nullptr;
+    QLabel* LabelCanvasHint = nullptr;
     ui::TNodeDiagram* ProcessDiagram = nullptr;
     QToolButton* SpeedButtonZoom = nullptr;
     QToolButton* SpeedButtonHierarchyZoom = nullptr;
@@ -239,6 +248,8 @@ private:
     QWidget* PanelSearchAllEvents = nullptr;
     ui::TGroupingGrid* cxGridAllEvents = nullptr;
     AllEventsSearchTask* m_allEventsSearch = nullptr;
+    QString m_allEventsIndexFailure; // said beside the count until the next load
+
     std::unique_ptr<MasterRowReader> m_masterRowReader;
     std::unique_ptr<DetailRowReader> m_detailRowReader;
     QList<QAction*> m_menuEntries; // every entry of the menu tree, in tree order

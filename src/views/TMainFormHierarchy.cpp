@@ -169,6 +169,9 @@ void TMainForm::SpeedButtonGenerateProcessHierarchyClick() {
         ~HideAtEnd() { bar->hide(); }
     } hideAtEnd{ProgressBarHierarchy};
 
+    // The last tree goes before the next is read, so that two never share the memory.
+    m_hierarchyBrowser->clear();
+    ProcessDiagram->clear();
     // Reading is most of the cost; the facts that the find box and the list need, and making the
     // nodes, the rest.
     ProcessHierarchy tree = ProcessHierarchy::generate(m_data, [&](qint64 done, qint64 total) {

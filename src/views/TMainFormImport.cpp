@@ -123,6 +123,7 @@ void TMainForm::refreshAfterImport() {
     CloseSessions();
     openExes();
     FDataLoaded = true;
+    showCanvasHint();
     databaseShown();
     ColorDestinationCountries();
 }
@@ -145,6 +146,7 @@ void TMainForm::LoadExistingDataMenuItemClick() {
     m_data.OpenCloseAllEventsViewTables(true);
     OpenAllEventsView();
     FDataLoaded = true;
+    showCanvasHint();
     databaseShown();
     ColorDestinationCountries();
 }

@@ -16,6 +16,7 @@
 #include <QFontMetrics>
 #include <QHeaderView>
 #include <QImage>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QScrollBar>
@@ -23,6 +24,7 @@
 #include <QTabWidget>
 #include <QTableView>
 #include <QToolButton>
+#include <QVBoxLayout>
 
 namespace kelvane {
 
@@ -65,6 +67,7 @@ void TMainForm::cxGridDBColumnImagesPropertiesStartClick(const QString& exeName)
     FFirstNode = EventsDiagram->addChild(nullptr);
     FFirstNode->setText("  " + exeName + "  ");
     FFirstNode->setColor(kImageNodeColor);
+    showCanvasHint();
 }
 
 void TMainForm::cxGridDBColumnImagePathPropertiesStartClick(const QString& image) {
@@ -92,11 +95,27 @@ void TMainForm::cxGridDBColumnImageSessionsPropertiesStartClick(const QString& g
         }
         return;
     }
-    if (!FFirstNode)
+    if (!FFirstNode) {
         FFirstNode = EventsDiagram->addChild(nullptr);
+        showCanvasHint();
+    }
     appendSessionChain(*EventsDiagram, FFirstNode, readSessionEvents(m_data, guid));
     FSelectedSessions << guid;
     showLatestChain();
+}
+
+void TMainForm::buildCanvasHint() {
+    // Over the empty canvas, it tells a first-time user how to begin; it takes no clicks.
+    LabelCanvasHint = new QLabel(EventsDiagram->viewport());
+    LabelCanvasHint->setObjectName("LabelCanvasHint");
+    LabelCanvasHint->setAlignment(Qt::AlignCenter);
+    LabelCanvasHint->setAttribute(Qt::WA_TransparentForMouseEvents);
+    // The canvas keeps its own light or dark ground whatever the theme: the hint contrasts with it.
+    const bool lightGround = EventsDiagram->backgroundColor().lightness() > 127;
+    LabelCanvasHint->setStyleSheet(QString("color: %1; background: transparent; font-size: 14px;")
+                                       .arg(lightGround ? "#404040" : "#e0e0e0"));
+    auto* layout = new QVBoxLayout(EventsDiagram->viewport());
+    layout->addWidget(LabelCanvasHint, 0, Qt::AlignCenter);
 }
 
 void TMainForm::fitProcessLists() {
@@ -194,8 +213,24 @@ void TMainForm::EventsDiagramDblClick(ui::TNodeDiagram* sender) {
 
 void TMainForm::EventsDiagramDeletion(ui::TDiagramNode* node) {
     // The attached record goes with its node; the root is the only node this form remembers.
-    if (node == FFirstNode)
+    if (node == FFirstNode) {
         FFirstNode = nullptr;
+        showCanvasHint();
+    }
+}
+
+void TMainForm::showCanvasHint() {
+    if (FFirstNode) {
+        LabelCanvasHint->hide();
+        return;
+    }
+    LabelCanvasHint->setText(
+        FDataLoaded ? "Click an executable on the left, then one of its paths and a session,\n"
+                      "to draw that session's events here."
+                    : "No data is loaded yet.\n\n"
+                      "Import a Sysmon log (XML or .evtx): File > Import Sysmon Event logs... (Ctrl+I)\n"
+                      "or show the data imported before: File > Load existing data (Ctrl+L)");
+    LabelCanvasHint->show();
 }
 
 void TMainForm::SpeedButtonZoomClick() {
@@ -210,7 +245,9 @@ void TMainForm::SpeedButtonClearClick() {
 
 void TMainForm::SpeedButtonExportProcessViewToPDFClick() {
     // A bitmap, whatever the button's name says.
-    output::exportDiagramToBitmap(this, *EventsDiagram, FFirstNode != nullptr, scSaveDialogExportToBMP);
+    exported(output::exportDiagramToBitmap(this, *EventsDiagram, FFirstNode != nullptr,
+                                           scSaveDialogExportToBMP,
+                                           m_exportPlace.suggestion("Process View", "bmp")));
 }
 
 } // namespace kelvane

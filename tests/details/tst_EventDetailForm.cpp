@@ -141,7 +141,7 @@ private slots:
                                      << QStringList{};
         QTest::newRow("type 19") << "WMIFilter" << 19 << 6LL << QString() << false << QStringList{};
         QTest::newRow("type 21") << "WMIBinding" << 21 << 6LL << QString() << false << QStringList{};
-        QTest::newRow("type 4, none such") << QString() << 4 << 1LL << QString() << false << QStringList{};
+        QTest::newRow("type 30, none such") << QString() << 30 << 1LL << QString() << false << QStringList{};
         QTest::newRow("other case") << "processcreate" << 0 << 1LL << QString() << false << QStringList{};
         QTest::newRow("master table") << "AllEvents" << 0 << 1LL << QString() << false << QStringList{};
         QTest::newRow("sql in the name")

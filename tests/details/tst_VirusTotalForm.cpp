@@ -3,11 +3,13 @@
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"
+#include "toolkit/TElidedLabel.h"
 #include "toolkit/TTreeList.h"
 
 #include <QCheckBox>
 #include <QDesktopServices>
 #include <QDialog>
+#include <QHeaderView>
 #include <QNetworkProxy>
 #include <QPointer>
 #include <QSignalSpy>
@@ -37,6 +39,7 @@ private slots:
     void networkRows();
     void waitingFormTakesNoInputAndMayClose();
     void transportFaultShowsTheFaultMessage();
+    void sizesAndLongTexts();
 
 private:
     template <class Form> Form* open(const char* table, qint64 gid);
@@ -286,6 +289,35 @@ void tst_VirusTotalForm::transportFaultShowsTheFaultMessage() {
     QCOMPARE(form->statusText(), "Waiting for VirusTotal...!");
     QVERIFY(form->findChild<QSplitter*>("Splitter")->isEnabled());
     QCOMPARE(form->cxTreeListVTDisplay->topLevelItemCount(), 0);
+}
+
+void tst_VirusTotalForm::sizesAndLongTexts() {
+    m_settings->setVirusTotalToS(true);
+    auto* form = open<TProcessCreateForm>("ProcessCreate", 1);
+    // 562 x 554, held to its minimum height of 556.
+    QCOMPARE(form->size(), QSize(562, 556));
+    // A message longer than the status panel is cut with an ellipsis and can be read in full.
+    const QString message = "The resource m1 is not among the finished scans, " + QString(120, 'x');
+    m_server.setAnswer(kFile,
+                       {200, QString(R"({"response_code": 0, "verbose_msg": "%1"})").arg(message).toUtf8()});
+    form->cxDBVerticalGridProcessCreateMD5EditPropertiesStartClick();
+    QVERIFY(waitForAnswer(form));
+    const auto* panel = form->findChild<TElidedLabel*>("StatusBarPanel");
+    QCOMPARE(form->statusText(), message);
+    QVERIFY(panel->text().endsWith(QChar(0x2026)));
+    QCOMPARE(panel->toolTip(), message);
+    m_server.setAnswer(kFile, {200, fileReport(1)});
+    form->cxDBVerticalGridProcessCreateMD5EditPropertiesStartClick();
+    QVERIFY(waitForAnswer(form));
+    QCOMPARE(panel->text(), "Scan finished");
+    QCOMPARE(panel->toolTip(), QString());
+    // Every caption but the last, which takes the rest, stands whole beside its icon.
+    TTreeList* tree = form->cxTreeListVTDisplay;
+    const QFontMetrics metrics(tree->header()->font());
+    for (int column = 0; column + 1 < tree->columnCount(); ++column)
+        QVERIFY2(tree->columnWidth(column) > metrics.horizontalAdvance(tree->headerItem()->text(column)) + 16,
+                 qPrintable(tree->headerItem()->text(column)));
+    QVERIFY(tree->header()->stretchLastSection());
 }
 
 QTEST_MAIN(tst_VirusTotalForm)

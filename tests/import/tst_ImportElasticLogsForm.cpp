@@ -127,6 +127,9 @@ private slots:
         find<QLineEdit>("EditElasticServer")->setText("http://127.0.0.1");
         find<QLineEdit>("EditPort")->setText("1");
         find<QPushButton>("ButtonConnect")->click();
+        // The reason stands beside the button; the message says only that it failed.
+        QVERIFY2(find<QLabel>("LabelTestConnection")->toolTip().contains("127.0.0.1"),
+                 qPrintable(find<QLabel>("LabelTestConnection")->toolTip()));
         // No user: the entries are there, empty, and no credentials go out.
         QCOMPARE(m_form->connectionParams().value("UserName"), QString(""));
         QVERIFY(m_form->connectionParams().value("Password").isEmpty());

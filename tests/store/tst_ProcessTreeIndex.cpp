@@ -170,6 +170,19 @@ private slots:
                 QCOMPARE(split.facts(i).processId, split.node(i).fid + 100);
     }
 
+    // The tree by computer searches the same texts: a top level node split in two is found twice, and
+    // matches come in the new drawing's order.
+    void findInComputerRoots() {
+        const ProcessTreeIndex split = treeOf(kFamily).byComputer();
+        const std::vector<int> found = split.find("p-x");
+        QCOMPARE(namesOf(split, found), (QStringList{"p-X", "p-X"}));
+        QCOMPARE(split.facts(split.parent(found[0])).computer, QString("host1"));
+        QCOMPARE(split.facts(split.parent(found[1])).computer, QString("host2"));
+        QCOMPARE(namesOf(split, split.find("dave")), (QStringList{"d.exe", "e.exe"}));
+        QCOMPARE(namesOf(split, split.find(".exe")),
+                 (QStringList{"s.exe", "a.exe", "a1.exe", "b.exe", "d.exe", "e.exe", "t.exe", "c.exe"}));
+    }
+
     void foldBelowDepth() {
         const ProcessTreeIndex index = treeOf(kFamily);
         QCOMPARE(index.maxDepth(), 4);

@@ -147,8 +147,10 @@ private slots:
             QVERIFY(grid(name)->emptyTextShown());
         QVERIFY(!m_form->dataLoaded());
         auto* filter = find<QListWidget>("scCheckListBoxEventsFilter");
-        QCOMPARE(filter->count(), 16);
+        // The sixteen types of the first layout, then the later ones that reach the process view.
+        QCOMPARE(filter->count(), 23);
         QCOMPARE(filter->item(15)->text(), QString("DnsQuery"));
+        QCOMPARE(filter->item(22)->text(), QString("FileExecutableDetected"));
         QCOMPARE(filter->item(0)->checkState(), Qt::Checked);
         QStringList visible;
         for (QAction* a : m_form->menuBar()->actions().first()->menu()->actions())
@@ -279,6 +281,22 @@ private slots:
         QCOMPARE(m_form->selectedSessions().size(), 2);
         QTest::keyClick(sessions, Qt::Key_Up);
         QCOMPARE(m_form->selectedSessions().size(), 2);
+
+        // On to the diagram: down from the image to its computer and the first box, Enter opens it.
+        TNodeDiagram* d = diagram();
+        d->setFocus();
+        QTest::keyClick(d, Qt::Key_Down);
+        QCOMPARE(d->selectedNode(), m_form->firstNode());
+        QTest::keyClick(d, Qt::Key_Return); // the image has no event: nothing opens
+        QTest::keyClick(d, Qt::Key_Down);
+        QTest::keyClick(d, Qt::Key_Down);
+        QCOMPARE(d->selectedNode(), m_form->firstNode()->child(0)->child(0));
+        QTest::keyClick(d, Qt::Key_Right); // the second chain's first box
+        QCOMPARE(d->selectedNode(), m_form->firstNode()->child(0)->child(1));
+        QVERIFY(m_form->findChildren<QWidget*>("TProcessCreateForm").isEmpty());
+        QTest::keyClick(d, Qt::Key_Left);
+        QTest::keyClick(d, Qt::Key_Return);
+        QCOMPARE(m_form->findChildren<QWidget*>("TProcessCreateForm").size(), 1);
     }
 
     // Detail sheets and session windows open over the main window and close by keyboard.
@@ -453,6 +471,11 @@ private slots:
         QCOMPARE(rows(grid("cxGridImages")), QStringList{"tool.exe"});
         QCOMPARE(QString::fromStdString(m_data->query("FDQueryExes").sql()),
                  QString("SELECT ImageExe FROM AllImageExes\nWHERE EventType = 3\nGROUP BY ImageExe"));
+        filter->item(5)->setCheckState(Qt::Unchecked);
+        filter->item(16)->setCheckState(Qt::Checked); // FileDeleteArchived, a later type
+        find<QPushButton>("ButtonFilterApply")->click();
+        QCOMPARE(QString::fromStdString(m_data->query("FDQueryExes").sql()),
+                 QString("SELECT ImageExe FROM AllImageExes\nWHERE EventType = 23\nGROUP BY ImageExe"));
         find<QPushButton>("ButtonFilterAll")->click();
         find<QPushButton>("ButtonFilterApply")->click();
         QCOMPARE(rows(grid("cxGridImages")).size(), 2);

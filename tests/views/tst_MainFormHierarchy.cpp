@@ -1,5 +1,5 @@
 #include "details/gui/TDetailFormFactory.h"
-#include "details/TEventDetailForm.h"
+#include "details/gui/TEventDetailForm.h"
 #include "settings/TSharedResourcesModule.h"
 #include "settings/TSysmonEventData.h"
 #include "store/ProcessTreeIndex.h"
@@ -263,7 +263,7 @@ private slots:
         QVERIFY(script.records().front().text.contains("not in the hierarchy"));
         QCOMPARE(drawn().size(), 6);
 
-        auto* sheet = qobject_cast<ui::TEventDetailForm*>(openDetailFormByType(m_form.get(), 1, 3));
+        auto* sheet = qobject_cast<ui::TEventDetailForm*>(openDetailFormByType(m_form.get(), *m_data, 1, 3));
         QVERIFY(sheet);
         QTest::mouseClick(sheet->template findChild<QToolButton*>("ButtonShowInHierarchy"), Qt::LeftButton);
         QCOMPARE(drawn(), (QStringList{"", "x.exe", "r-named.exe", "b.exe"}));

@@ -1,6 +1,7 @@
 #include "details/gui/SessionChainWindow.h"
 
 #include "settings/TSysmonEventData.h"
+#include "store/EventCatalogue.h"
 #include "toolkit/TNodeDiagram.h"
 
 namespace kelvane {
@@ -9,18 +10,6 @@ namespace {
 
 using ui::TDiagramNode;
 using ui::TNodeDiagram;
-
-struct TypeColour {
-    int eventType;
-    QRgb rgb;
-};
-
-// Process start and end share a colour, as do the three registry types and the two pipe types.
-constexpr TypeColour kColours[] = {
-    {1, 0xFF8080},  {2, 0xFF80FF},  {3, 0xFF8000},  {5, 0xFF8080},  {6, 0xC0C0C0},  {7, 0xB0B000},
-    {8, 0xB87070},  {9, 0xE8E800},  {10, 0xB3E8D3}, {11, 0xAED7FF}, {12, 0x9370DB}, {13, 0x9370DB},
-    {14, 0x9370DB}, {15, 0xF5F5DC}, {17, 0x00B359}, {18, 0x00B359}, {22, 0xCF0390},
-};
 
 // Node texts have two blanks on each side of a name.
 QString padded(const QString& name) {
@@ -54,10 +43,8 @@ TDiagramNode* computerNode(TNodeDiagram& diagram, TDiagramNode* root, const QStr
 } // namespace
 
 QColor sessionEventColor(int eventType) {
-    for (const TypeColour& colour : kColours)
-        if (colour.eventType == eventType)
-            return QColor::fromRgb(colour.rgb);
-    return {};
+    const EventTypeInfo* type = catalogue::find(eventType);
+    return type && type->colour ? QColor::fromRgb(type->colour) : QColor();
 }
 
 QColor sessionRootColor() {
@@ -75,8 +62,7 @@ void appendSessionChain(TNodeDiagram& diagram, TDiagramNode* root, const std::ve
             computerNode(diagram, root, padded(events.empty() ? QString() : events.front().computer));
         for (const SessionEvent& event : events) {
             TDiagramNode* node =
-                diagram.addChild(parent, TSysmonEventData{static_cast<qint32>(event.gid),
-                                                          static_cast<qint16>(event.eventType)});
+                diagram.addChild(parent, TSysmonEventData{event.gid, static_cast<qint16>(event.eventType)});
             node->setText(event.details);
             // The trailing blanks and empty lines are the box's inner margin: it grows to its text.
             node->setText(node->text() + QStringLiteral("  \n\n"));

@@ -54,18 +54,26 @@ bool diagramsOpen(int eventType) {
     return eventType < 19 || eventType > 21;
 }
 
-QWidget* openForm(QWidget* owner, TMainDataModule& data, const EventTypeInfo& type, qint64 gid) {
-    for (const FormClass& formClass : kClasses) {
-        if (formClass.name != type.detailForm)
-            continue;
-        std::unique_ptr<TEventDetailForm> form(formClass.make(owner));
-        form->setDataModule(data);
-        form->SetQueryParams(QString::fromLatin1(type.table), gid);
-        centreOn(form.get(), owner);
-        form->show();
-        return form.release(); // owned by `owner` from here on, or by itself when it closes
-    }
+// The later types' sheets have no class of their own: the shared frame over the layout the catalogue
+// gives them.
+std::unique_ptr<TEventDetailForm> makeForm(QWidget* owner, const EventTypeInfo& type) {
+    for (const FormClass& formClass : kClasses)
+        if (formClass.name == type.detailForm)
+            return std::unique_ptr<TEventDetailForm>(formClass.make(owner));
+    if (const DetailFormLayout* layout = detailforms::layout(type.detailForm))
+        return std::make_unique<TEventDetailForm>(*layout, owner);
     return nullptr;
+}
+
+QWidget* openForm(QWidget* owner, TMainDataModule& data, const EventTypeInfo& type, qint64 gid) {
+    std::unique_ptr<TEventDetailForm> form = makeForm(owner, type);
+    if (!form)
+        return nullptr;
+    form->setDataModule(data);
+    form->SetQueryParams(QString::fromLatin1(type.table), gid);
+    centreOn(form.get(), owner);
+    form->show();
+    return form.release(); // owned by `owner` from here on, or by itself when it closes
 }
 
 } // namespace

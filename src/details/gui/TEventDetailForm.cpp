@@ -3,6 +3,7 @@
 #include "details/gui/TSessionViewForm.h"
 #include "import/LocaleDateText.h"
 #include "settings/Utilities.h"
+#include "store/EventItems.h"
 #include "store/EventRowReader.h"
 #include "store/Schema.h"
 #include "store/TMainDataModule.h"
@@ -108,11 +109,12 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
     auto* frame = new QVBoxLayout(this);
     frame->setContentsMargins(0, 0, 0, 0);
     frame->setSpacing(0);
+    QWidget* items = buildItemsPanel();
     if (layout.hasReputationPanel) {
         Splitter = new QSplitter(Qt::Vertical, this);
         Splitter->setObjectName(QStringLiteral("Splitter"));
         Splitter->setChildrenCollapsible(false);
-        Splitter->addWidget(m_grid);
+        Splitter->addWidget(items);
         frame->addWidget(Splitter);
         buildVirusTotalPanel();
         if (QLatin1String(m_layout.table) == QLatin1String("ProcessCreate")) {
@@ -126,15 +128,60 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
         }
         frame->addWidget(StatusBar);
     } else {
-        frame->addWidget(m_grid);
+        frame->addWidget(items);
     }
 
     // A process GUID, the widest value most forms show, fits beside the captions.
     const int guidWidth = metrics.horizontalAdvance(QStringLiteral("{00000000-0000-0000-0000-000000000000}"));
     const int fitting = widest + guidWidth + 4 * metrics.averageCharWidth() + 20;
-    resize(std::max(static_cast<int>(layout.width * scale), fitting), layout.height);
+    // Sheets with a reputation panel open at their declared size; the panel's tree fits its columns.
+    resize(layout.hasReputationPanel ? layout.width
+                                     : std::max(static_cast<int>(layout.width * scale), fitting),
+           layout.height);
     if (layout.minWidth > 0)
         setMinimumSize(layout.minWidth, layout.minHeight);
+}
+
+QWidget* TEventDetailForm::buildItemsPanel() {
+    auto* panel = new QWidget(this);
+    auto* column = new QVBoxLayout(panel);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addWidget(m_grid, 3);
+    m_moreButton = new QToolButton(panel);
+    m_moreButton->setObjectName(QStringLiteral("ButtonMoreItems"));
+    m_moreButton->setText(QStringLiteral("More items"));
+    m_moreButton->setCheckable(true);
+    m_moreButton->setAutoRaise(true);
+    m_moreButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    m_moreButton->setArrowType(Qt::RightArrow);
+    m_moreButton->setToolTip(QStringLiteral("Items of the event that have no row above"));
+    column->addWidget(m_moreButton);
+    m_moreGrid = new TPropertyGrid(panel);
+    m_moreGrid->setObjectName(QStringLiteral("cxDBVerticalGridMoreItems"));
+    m_moreGrid->setHeaderWidth(m_grid->headerWidth());
+    m_moreGrid->hide();
+    column->addWidget(m_moreGrid, 2);
+    connect(m_moreButton, &QToolButton::toggled, this, [this](bool open) {
+        m_moreButton->setArrowType(open ? Qt::DownArrow : Qt::RightArrow);
+        m_moreGrid->setVisible(open);
+    });
+    return panel;
+}
+
+void TEventDetailForm::showMoreItems(qint64 gid) {
+    const auto items = readExtraItems(m_data->connection(), gid);
+    m_moreGrid->clearRows();
+    for (const auto& [name, value] : items) {
+        const QString caption = QString::fromStdString(name);
+        TPropertyGrid::RowOptions options;
+        options.lines = value.find('\n') != std::string::npos || value.size() > 80 ? 3 : 1;
+        m_moreGrid->setValue(m_moreGrid->addRow(caption, caption, options), QString::fromStdString(value));
+    }
+    m_moreButton->setText(QStringLiteral("More items (%1)").arg(items.size()));
+    // Open when there is something to read, closed (and inert) when there is nothing.
+    m_moreButton->setEnabled(!items.empty());
+    m_moreButton->setChecked(!items.empty());
 }
 
 void TEventDetailForm::SetQueryParams(const QString& TableName, qint64 GID) {
@@ -151,6 +198,7 @@ void TEventDetailForm::SetQueryParams(const QString& TableName, qint64 GID) {
     }
     if (m_layout.titleFollowsTable)
         setWindowTitle(TableName + QLatin1String(detailforms::kTitleSuffix));
+    showMoreItems(GID);
 }
 
 QString TEventDetailForm::fieldText(const QString& field) const {

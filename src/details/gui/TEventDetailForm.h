@@ -10,6 +10,7 @@ class QCheckBox;
 class QLabel;
 class QSplitter;
 class QStatusBar;
+class QToolButton;
 class QTreeWidgetItem;
 
 namespace kelvane {
@@ -22,6 +23,7 @@ struct VTTreeNode;
 namespace kelvane::ui {
 
 class TPropertyGrid;
+class TElidedLabel;
 class TTreeList;
 
 // The frame that every event detail form shares: a property grid with one row per field of the
@@ -43,6 +45,8 @@ public:
 
     const DetailFormLayout& formLayout() const { return m_layout; }
     TPropertyGrid* grid() const { return m_grid; }
+    // The items of the event that its table has no column for, under the sheet's own items.
+    TPropertyGrid* moreItemsGrid() const { return m_moreGrid; }
     // The shown text of the row for `field`, or an empty text when the form has no such row.
     QString fieldText(const QString& field) const;
 
@@ -65,7 +69,7 @@ public:
     void setVirusTotalAddress(const QString& baseUrl);
 
     QStatusBar* StatusBar = nullptr;
-    QLabel* StatusBarPanel = nullptr;
+    TElidedLabel* StatusBarPanel = nullptr;
     QWidget* PanelBottom = nullptr;
     QWidget* PanelOptions = nullptr;
     QCheckBox* CheckBoxVT = nullptr;
@@ -98,9 +102,14 @@ private:
     void openSession(const QString& guid);
     void openRegistryKey(const QString& keyPath);
 
+    QWidget* buildItemsPanel();
+    void showMoreItems(qint64 gid);
+
     const DetailFormLayout& m_layout;
     TMainDataModule* m_data = nullptr;
     TPropertyGrid* m_grid = nullptr;
+    TPropertyGrid* m_moreGrid = nullptr;
+    QToolButton* m_moreButton = nullptr;
     // Holds the grid, so that a panel can be added under it.
     QSplitter* Splitter = nullptr;
     TVirusTotalLookup* m_lookup = nullptr;

@@ -8,6 +8,7 @@
 #include "settings/gui/TConsentDialogRule.h"
 #include "toolkit/Icons.h"
 #include "toolkit/MessageService.h"
+#include "toolkit/TElidedLabel.h"
 #include "toolkit/TPropertyGrid.h"
 #include "toolkit/TTreeList.h"
 
@@ -92,7 +93,7 @@ void TEventDetailForm::buildVirusTotalPanel() {
     StatusBar->setObjectName(QStringLiteral("StatusBar"));
     StatusBar->setFixedHeight(kStatusBarHeight);
     StatusBar->setSizeGripEnabled(false);
-    StatusBarPanel = new QLabel(StatusBar);
+    StatusBarPanel = new TElidedLabel(StatusBar);
     StatusBarPanel->setObjectName(QStringLiteral("StatusBarPanel"));
     StatusBarPanel->setMaximumWidth(kStatusPanelWidth);
     StatusBar->addWidget(StatusBarPanel, 1);
@@ -201,11 +202,11 @@ void TEventDetailForm::setWaiting(bool waiting) {
 
 void TEventDetailForm::setStatus(const QString& text) {
     if (StatusBarPanel)
-        StatusBarPanel->setText(text);
+        StatusBarPanel->setFullText(text);
 }
 
 QString TEventDetailForm::statusText() const {
-    return StatusBarPanel ? StatusBarPanel->text() : QString();
+    return StatusBarPanel ? StatusBarPanel->fullText() : QString();
 }
 
 bool TEventDetailForm::virusTotalBusy() const {
@@ -218,6 +219,7 @@ void TEventDetailForm::applyOutcome(const VTOutcome& outcome) {
     if (outcome.node) {
         QTreeWidgetItem* top = addTreeNode(nullptr, *outcome.node);
         cxTreeListVTDisplay->markHeadings(top);
+        cxTreeListVTDisplay->fitColumns();
     }
     if (outcome.positives)
         FPositive = *outcome.positives;

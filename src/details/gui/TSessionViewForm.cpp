@@ -5,6 +5,7 @@
 #include "output/gui/ExportFlows.h"
 #include "settings/TSysmonEventData.h"
 #include "store/TMainDataModule.h"
+#include "toolkit/DiagramKeys.h"
 #include "toolkit/Icons.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TNodeDiagram.h"
@@ -69,6 +70,7 @@ TSessionViewForm::TSessionViewForm(TMainDataModule& data, QWidget* owner)
 
     EventsDiagram = new TNodeDiagram(PanelMainDrawing);
     EventsDiagram->setObjectName(QStringLiteral("EventsDiagram"));
+    followKeyboard(EventsDiagram);
     // Raised boxes set this window's diagram apart from the flat ones of the process view.
     EventsDiagram->setNodeStyle(TNodeDiagram::NodeStyle::Raised);
     QFont font = EventsDiagram->nodeFont();

@@ -57,7 +57,8 @@ public:
     // Moves to the next hit; false at the end of the results, where the last hit stays current.
     bool next();
     simdjson::dom::element source() const { return m_source; }
-    // Frees the server's search context; failures are of no use to anyone at this point.
+    // Frees the server's search context; a failure throws like any request. The import closes its
+    // hits itself on every path but an exception, so that such a failure is reported.
     void close();
 
 private:

@@ -71,8 +71,10 @@ void TElasticImportController::produce(TDatasetSource& datasets, const std::func
             const char* name = catalogue::readerDisplayName(id);
             state.FEventNameUnderParsing = name ? name : "";
             // Documents deleted since the count leave nothing to map again.
-            if (!hits->next())
+            if (!hits->next()) {
+                hits->close();
                 continue;
+            }
             flat.read(hits->source());
             document.read(flat, id);
             // The first row's computer stands for the whole batch.
@@ -82,8 +84,10 @@ void TElasticImportController::produce(TDatasetSource& datasets, const std::func
             // As many rounds as the count said: surplus rows stay unread, and when fewer come back the
             // last one is mapped again, as a cursor that cannot move past its end stays on its last row.
             for (qint64 round = 0; round < total; ++round) {
-                if (m_stop)
+                if (m_stop) {
+                    hits->close();
                     return;
+                }
                 if (round > 0 && hits->next()) {
                     flat.read(hits->source());
                     document.read(flat, id);

@@ -168,8 +168,15 @@ void TImportElasticLogsForm::ButtonConnectClick() {
             item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
             item->setCheckState(Qt::Unchecked);
         }
-    } catch (const std::exception&) {
-        // The server's own words stay out of it.
+        LabelTestConnection->clear();
+        LabelTestConnection->setToolTip(QString());
+    } catch (const std::exception& e) {
+        // The message stays the same for every failure; the reason (the client's words, never the
+        // password) stands beside the button, where the next try is made.
+        const QString reason = QString::fromUtf8(e.what());
+        LabelTestConnection->setText(LabelTestConnection->fontMetrics().elidedText(
+            reason, Qt::ElideRight, LabelTestConnection->width()));
+        LabelTestConnection->setToolTip(reason);
         ui::MessageService::message(this, QString("Something went wrong! Please contact ") +
                                               product::kSupportAddress);
     }

@@ -104,7 +104,8 @@ QStringList dump(TMainDataModule& data) {
     for (; !tables.eof(); tables.next())
         names << tables.text(0);
     for (const QString& table : names) {
-        TQuery rows("rows", ("SELECT * FROM \"" + table + "\" ORDER BY rowid").toStdString());
+        const QString order = table == "ExtraItems" ? " ORDER BY FID, Seq" : " ORDER BY rowid";
+        TQuery rows("rows", ("SELECT * FROM \"" + table + "\"" + order).toStdString());
         rows.open(data.connection());
         for (; !rows.eof(); rows.next()) {
             QStringList cells{table};
