@@ -42,18 +42,22 @@ QByteArray log(const QList<Event>& events) {
     return builder.utf8();
 }
 
-// Every row of every Kelvane table, in key order: what a database of events holds.
+// Every row of every Kelvane table: what a database of events holds.
 QStringList contents(const QString& path) {
     sql::Database db(path.toStdString());
     QStringList out;
     for (const char* table : schema::writeDatasetOrder()) {
-        auto stmt = db.prepare(std::string("SELECT * FROM ") + table + " ORDER BY rowid");
+        // Rows carry their keys (GID, FID), so sorted texts compare order too.
+        auto stmt = db.prepare(std::string("SELECT * FROM ") + table);
+        QStringList rows;
         while (stmt.step()) {
             QString row = table;
             for (int i = 0; i < stmt.columnCount(); ++i)
                 row += '|' + (stmt.isNull(i) ? QString("<null>") : QString::fromUtf8(stmt.columnText(i)));
-            out << row;
+            rows << row;
         }
+        rows.sort();
+        out << rows;
     }
     return out;
 }
