@@ -1,12 +1,13 @@
-// Headless importer: runs the import of one Sysmon log (XML or .evtx) into a new database, for scripts,
-// benchmarks and tests. Prints the dialog's label (and status line), exits with the modal result
-// (0 for ok, 3 for abort), or 4 when the import ended but left out damaged, stale or repeated records or
-// read chunks that failed their checksum.
+// Headless importer: runs the import of Sysmon logs (XML or .evtx) into a new database or a case, for
+// scripts, benchmarks and tests. Prints the dialog's label (and status line), exits with the modal result (0
+// for ok, 3 for abort), or 4 when the import ended but left out damaged, stale or repeated records or read
+// chunks that failed their checksum.
 #include "import/FailedImportNote.h"
 #include "import/TImportController.h"
 #include "import/elastic/TElasticImportController.h"
 #include "settings/CommandLine.h"
 #include "settings/TSharedResourcesModule.h"
+#include "store/QueryCommands.h"
 #include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 
@@ -15,6 +16,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryFile>
+#include <QTimer>
 
 #include <cstdio>
 #include <utility>
@@ -105,10 +107,12 @@ int importFromServer(TMainDataModule& data, const QString& url, const QStringLis
     return finish(import.report(), data.databasePath());
 }
 
-int importFromLog(TMainDataModule& data, const QString& file, const QString& key, bool consent,
-                  bool geolocate, const QString& ipstackHost, qint64& eventsCount) {
+// The import of logs (one, or several into one case), with a line per file as it is done.
+int importFromLogs(TMainDataModule& data, const QStringList& files, bool append, const QString& key,
+                   bool consent, bool geolocate, const QString& ipstackHost, qint64& eventsCount) {
     TImportController import(data, key, consent, ipstackHost);
-    import.FileName = file;
+    import.FileNames = files;
+    import.setAppend(append);
     import.setPerformIPGeoMapping(geolocate);
     try {
         data.OpenDatabase();
@@ -117,7 +121,23 @@ int importFromLog(TMainDataModule& data, const QString& file, const QString& key
         std::fprintf(stderr, "kelvane-import: %s\n", e.what());
         return 3;
     }
+    const bool several = files.size() > 1;
+    int printed = 0;
+    const auto printLines = [&] {
+        const QStringList lines = import.fileLines();
+        for (; printed < lines.size(); ++printed)
+            std::printf("[%d/%d] %s\n", printed + 1, static_cast<int>(files.size()),
+                        qPrintable(lines[printed]));
+        std::fflush(stdout);
+    };
+    QTimer progress;
+    if (several) {
+        QObject::connect(&progress, &QTimer::timeout, printLines);
+        progress.start(250);
+    }
     import.waitForEnd();
+    if (several)
+        printLines();
     eventsCount = import.FEventsCount();
     return finish(import.report(), data.databasePath());
 }
@@ -132,7 +152,9 @@ int main(int argc, char* argv[]) {
     CommandLine commandLine("Imports a Sysmon log (an XML export or an .evtx file) into a Kelvane database.",
                             {{0, "the import is done"},
                              {2, "bad arguments, or the database exists without --force"},
-                             {3, "the import failed (what was read before the failure is kept)"}});
+                             {3, "the import failed (what was read before the failure is kept)"},
+                             {4, "the import ended, but records of an .evtx file were left out as damaged, "
+                                 "stale or repeated, or come from chunks that failed their checksum"}});
     QCommandLineParser& parser = commandLine.parser();
     const QCommandLineOption dbOption("db", "The database file to build.", "PATH");
     const QCommandLineOption forceOption("force", "Replace the database file if it exists.");
@@ -152,7 +174,14 @@ int main(int argc, char* argv[]) {
         "fingerprint", "Trust the server certificate with this SHA-256 fingerprint (repeatable).", "SHA256");
     parser.addOptions({dbOption, forceOption, geoOption, hostOption, elasticOption, indexOption, userOption,
                        fingerprintOption});
-    parser.addPositionalArgument("LOG", "The Sysmon log to import: XML or .evtx, told apart by content.");
+    const QCommandLineOption appendOption(
+        "append", "Add the logs' events to those of the existing database PATH (an event it holds already, "
+                  "by computer, record id and time, is counted and not stored twice).");
+    parser.addOption(appendOption);
+    parser.addPositionalArgument("LOG",
+                                 "Sysmon logs to import: XML or .evtx files (told apart by content), and "
+                                 "folders searched through for .evtx and .xml files.",
+                                 "LOG [LOG...]");
     commandLine.process(app);
 
     const QStringList files = parser.positionalArguments();
@@ -163,10 +192,23 @@ int main(int argc, char* argv[]) {
         commandLine.fail("--elastic takes no log");
     if (fromServer && !parser.isSet(indexOption))
         commandLine.fail("--elastic needs at least one --index");
-    if (!fromServer && files.size() != 1)
-        commandLine.fail(files.isEmpty() ? "no log given" : "one log at a time");
+    if (!fromServer && files.isEmpty())
+        commandLine.fail("no log given");
+    if (fromServer && parser.isSet(appendOption))
+        commandLine.fail("--append takes logs, not a search server");
+    if (parser.isSet(appendOption) && parser.isSet(forceOption))
+        commandLine.fail("--append and --force exclude each other");
     const QString dbPath = parser.value(dbOption);
-    if (QFileInfo::exists(dbPath) && !parser.isSet(forceOption)) {
+    const bool append = parser.isSet(appendOption) && QFileInfo::exists(dbPath);
+    if (append) {
+        TMainDataModule check;
+        try {
+            openKelvaneDatabase(check, dbPath);
+        } catch (const std::exception& e) {
+            std::fprintf(stderr, "kelvane-import: %s\n", e.what());
+            return 2;
+        }
+    } else if (QFileInfo::exists(dbPath) && !parser.isSet(forceOption)) {
         std::fprintf(stderr, "kelvane-import: %s exists; use --force to replace it\n", qPrintable(dbPath));
         return 2;
     }
@@ -187,6 +229,23 @@ int main(int argc, char* argv[]) {
         }
     }
 
+    QStringList logs;
+    if (!fromServer) {
+        logs = TImportController::logsUnder(files);
+        if (logs.isEmpty()) {
+            std::fprintf(stderr, "kelvane-import: no .evtx or .xml file in %s\n",
+                         qPrintable(files.join(", ")));
+            return 2;
+        }
+    }
+    if (append) {
+        // Added events go into the case as they come: rows stored before a failure stay there.
+        TMainDataModule data;
+        data.setDatabasePath(dbPath);
+        qint64 eventsCount = 0;
+        return importFromLogs(data, logs, true, key, consent, parser.isSet(geoOption),
+                              parser.value(hostOption), eventsCount);
+    }
     DatabaseTarget target(dbPath);
     if (!target.valid()) {
         std::fprintf(stderr, "kelvane-import: cannot write beside %s\n", qPrintable(dbPath));
@@ -202,8 +261,8 @@ int main(int argc, char* argv[]) {
                 ? importFromServer(data, parser.value(elasticOption), parser.values(indexOption),
                                    parser.value(userOption), parser.values(fingerprintOption), key, consent,
                                    parser.isSet(geoOption), parser.value(hostOption), eventsCount)
-                : importFromLog(data, files.first(), key, consent, parser.isSet(geoOption),
-                                parser.value(hostOption), eventsCount);
+                : importFromLogs(data, logs, false, key, consent, parser.isSet(geoOption),
+                                 parser.value(hostOption), eventsCount);
     }
     // Rows stored before a failure stay, as in the window; a failure before the first event leaves nothing.
     if (!target.finish(exitCode == 0 || eventsCount > 0)) {

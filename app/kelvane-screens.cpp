@@ -29,8 +29,11 @@
 #include <QDir>
 #include <QEventLoop>
 #include <QFile>
+#include <QFileDialog>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QSplitter>
@@ -326,6 +329,22 @@ int main(int argc, char* argv[]) {
         save(filter, out, "event-filter");
     auto* tabs = form.findChild<QTabWidget*>("PageControlMain");
     save(&form, out, "main-process-view-loaded");
+
+    // A database per case: the File menu's entries, and the dialog that opens a case.
+    if (auto* fileMenu = form.menuBar()->findChild<QMenu*>("FileMainMenuItem")) {
+        fileMenu->popup(form.mapToGlobal(QPoint(4, 24)));
+        settle();
+        save(fileMenu, out, "file-menu-cases");
+        fileMenu->hide();
+    }
+    QFileDialog open(&form, "Open Database", temp.path(),
+                     "Kelvane databases (*.db KelvaneDB);;All files (*)");
+    open.setOption(QFileDialog::DontUseNativeDialog);
+    open.resize(760, 440);
+    open.show();
+    settle();
+    save(&open, out, "open-database-dialog");
+    open.close();
     form.cxGridDBColumnImagesPropertiesStartClick(exe);
     form.cxGridDBColumnImagePathPropertiesStartClick(image);
     form.cxGridDBColumnImageSessionsPropertiesStartClick(guid);
@@ -420,6 +439,7 @@ int main(int argc, char* argv[]) {
     session->resize(900, 700);
     save(session, out, "session-view");
     session->close();
+
     form.close();
     MainDataModule = nullptr;
     SharedResourcesModule = nullptr;

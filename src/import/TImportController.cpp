@@ -5,9 +5,25 @@
 #include "import/TLogReader.h"
 #include "store/TMainDataModule.h"
 
+#include "import/CaseEventKeys.h"
+#include "store/CaseFiles.h"
+#include "store/Sqlite.h"
+
+#include <QDateTime>
+#include <QDirIterator>
+#include <QFileInfo>
 #include <QThread>
 
 namespace kelvane {
+
+namespace {
+
+std::int64_t lastMasterKey(sql::Database& db) {
+    auto stmt = db.prepare("SELECT COALESCE(MAX(GID), 0) FROM AllEvents");
+    return stmt.step() ? stmt.columnInt64(0) : 0;
+}
+
+} // namespace
 
 TImportController::TImportController(TMainDataModule& data, const QString& ipstackKey, bool ipstackConsent,
                                      const QString& ipstackHost, QObject* parent)
@@ -27,8 +43,33 @@ double TImportController::progress() const {
     return total > 0 ? std::min(1.0, double(m_reader->bytesRead()) / double(total)) : 0.0;
 }
 
+QStringList TImportController::logsUnder(const QStringList& paths) {
+    QStringList logs;
+    for (const QString& path : paths) {
+        if (!QFileInfo(path).isDir()) {
+            logs << path;
+            continue;
+        }
+        QStringList found;
+        QDirIterator it(path, {"*.evtx", "*.xml", "*.EVTX", "*.XML"}, QDir::Files,
+                        QDirIterator::Subdirectories);
+        while (it.hasNext())
+            found << it.next();
+        found.sort();
+        logs << found;
+    }
+    return logs;
+}
+
+QStringList TImportController::fileLines() const {
+    std::lock_guard lock(m_linesMutex);
+    return m_fileLines;
+}
+
 void TImportController::ButtonImportClick() {
-    m_data.BuildDatabaseStructure();
+    // An added log goes into the tables that are there.
+    if (!m_append)
+        m_data.BuildDatabaseStructure();
     BeginSysmonDatabaseImport();
 }
 
@@ -42,13 +83,85 @@ void TImportController::ImportData() {
 }
 
 void TImportController::ImportWorker() {
-    TImportPipeline pipeline(m_data, *m_reader, m_report, m_geolocator.get());
+    std::int64_t events = 0;
+    ReadLosses losses;
     runInBatches([&](const std::function<void(std::int64_t)>& afterEvent) {
-        // A file that is not well formed ends the parse early; what was read so far stays.
-        pipeline.run(FileName.toStdString(), afterEvent);
+        CaseEventKeys keys;
+        keys.load(m_data.connection());
+        const QStringList logs = files();
+        for (int i = 0; i < logs.size(); ++i) {
+            m_currentFile.store(i + 1);
+            // One log alone fails the import as it always did; of several, a log that can't be read is
+            // noted and passed over.
+            try {
+                importFile(logs[i], keys, events, afterEvent);
+            } catch (const sql::Error&) {
+                throw;
+            } catch (const std::exception& e) {
+                if (logs.size() == 1)
+                    throw;
+                casefiles::ImportedFile file{logs[i],
+                                             QFileInfo(logs[i]).size(),
+                                             casefiles::sha256(logs[i]),
+                                             0,
+                                             0,
+                                             "not read: " + QString::fromUtf8(e.what()),
+                                             QDateTime::currentDateTimeUtc()};
+                casefiles::addFile(m_data.connection(), file);
+                std::lock_guard lock(m_linesMutex);
+                m_fileLines << logs[i] + ": " + file.reason;
+            }
+            losses += m_reader->losses();
+        }
     });
-    m_report.setReadLosses(m_reader->losses());
-    m_eventsCount.store(pipeline.eventsCount());
+    m_report.setReadLosses(losses);
+    m_eventsCount.store(events);
+}
+
+void TImportController::importFile(const QString& path, CaseEventKeys& keys, std::int64_t& eventsSoFar,
+                                   const std::function<void(std::int64_t)>& afterEvent) {
+    sql::Database& db = m_data.connection();
+    casefiles::ImportedFile file;
+    file.path = QFileInfo(path).absoluteFilePath();
+    file.size = QFileInfo(path).size();
+    file.sha256 = casefiles::sha256(path);
+    const std::int64_t keyBefore = lastMasterKey(db);
+    TImportPipeline pipeline(m_data, *m_reader, m_report, m_geolocator.get());
+    pipeline.setDuplicateTest([&keys](const EventState& event, const std::string& recordId) {
+        return keys.isDuplicate(event, recordId);
+    });
+    const std::int64_t base = eventsSoFar;
+    struct CountOnExit {
+        TImportPipeline& pipeline;
+        std::int64_t& events;
+        std::int64_t base;
+        ~CountOnExit() { events = base + pipeline.eventsCount(); }
+    } countOnExit{pipeline, eventsSoFar, base};
+    // A file that is not well formed ends the parse early; what was read so far stays.
+    pipeline.run(path.toStdString(), [&](std::int64_t n) { afterEvent(base + n); });
+
+    file.eventsTaken = lastMasterKey(db) - keyBefore;
+    file.eventsSkipped = pipeline.eventsCount() - file.eventsTaken;
+    QStringList why;
+    if (pipeline.eventsCount() == 0)
+        why << "no Sysmon events";
+    if (pipeline.duplicates() > 0)
+        why << QString("%1 already in the case").arg(pipeline.duplicates());
+    const std::int64_t notKept = file.eventsSkipped - pipeline.duplicates();
+    if (notKept > 0)
+        why << QString("%1 not stored (event types not kept, or failed)").arg(notKept);
+    for (const QString& line : ImportReport::lossLines(m_reader->losses()))
+        why << line;
+    file.reason = why.join("; ");
+    file.importedAt = QDateTime::currentDateTimeUtc();
+    keys.writeNew(db);
+    casefiles::addFile(db, file);
+    std::lock_guard lock(m_linesMutex);
+    m_fileLines << QString("%1: %2 events taken, %3 skipped%4")
+                       .arg(file.path)
+                       .arg(file.eventsTaken)
+                       .arg(file.eventsSkipped)
+                       .arg(file.reason.isEmpty() ? QString() : " (" + file.reason + ")");
 }
 
 } // namespace kelvane

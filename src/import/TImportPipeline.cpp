@@ -192,12 +192,18 @@ bool TImportPipeline::run(const std::string& path, const std::function<void(std:
             TEventMapper mapper(datasets, m_report, m_geolocator);
             TSysmonEventReader events(mapper, m_report);
             events.setAfterEvent(endEvent);
-            // The count stands also when the parse fails.
+            if (m_duplicateTest)
+                events.setDuplicateTest(m_duplicateTest);
+            // The counts stand also when the parse fails.
             struct CountOnExit {
                 TSysmonEventReader& events;
                 std::int64_t& count;
-                ~CountOnExit() { count = events.FEventsCount(); }
-            } countOnExit{events, m_eventsCount};
+                std::int64_t& duplicates;
+                ~CountOnExit() {
+                    count = events.FEventsCount();
+                    duplicates = events.duplicates();
+                }
+            } countOnExit{events, m_eventsCount, m_duplicates};
             result = m_reader->read(path, events);
         },
         [&] { m_reader->requestStop(); }, afterEvent);

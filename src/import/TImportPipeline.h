@@ -11,6 +11,7 @@ class TDatasetSource;
 class TIPGeolocator;
 class TMainDataModule;
 class TLogReader;
+struct EventState;
 
 // Runs one import on two threads. A reading thread parses the log and maps each event to its rows on
 // recording twins of the datasets, which check every row as the real ones would; the calling thread
@@ -38,6 +39,12 @@ public:
     // EventID texts seen, the count the dialog reports.
     std::int64_t eventsCount() const { return m_eventsCount; }
 
+    // Events this test calls duplicates are read but not stored (asked on the reading thread).
+    void setDuplicateTest(std::function<bool(const EventState&, const std::string& recordId)> test) {
+        m_duplicateTest = std::move(test);
+    }
+    std::int64_t duplicates() const { return m_duplicates; }
+
     // Rows per batch handed from the reading thread to the writing one, and batches in flight.
     static constexpr std::size_t kBatchRows = 8192;
     static constexpr std::size_t kQueueDepth = 8;
@@ -48,6 +55,8 @@ private:
     ImportReport& m_report;
     TIPGeolocator* m_geolocator;
     std::int64_t m_eventsCount = 0;
+    std::function<bool(const EventState&, const std::string&)> m_duplicateTest;
+    std::int64_t m_duplicates = 0;
 };
 
 } // namespace kelvane

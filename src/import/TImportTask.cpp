@@ -74,16 +74,19 @@ void TImportTask::runInBatches(
     };
     try {
         m_data.beginBatch();
-        TQuery& deleteAll = m_data.query("FDQueryDeleteAll");
-        deleteAll.execute(m_data.connection());
-        deleteAll.close();
-        TTableDataset& version = m_data.dataset("KelvaneversionTable");
-        version.append();
-        version.setText("SVersion", schema::kDatabaseVersion);
-        version.post();
-        // The version row is committed on its own, so that a database cut short by a full disk still opens.
-        m_data.commitBatch();
-        m_data.beginBatch();
+        if (!m_append) {
+            TQuery& deleteAll = m_data.query("FDQueryDeleteAll");
+            deleteAll.execute(m_data.connection());
+            deleteAll.close();
+            TTableDataset& version = m_data.dataset("KelvaneversionTable");
+            version.append();
+            version.setText("SVersion", schema::kDatabaseVersion);
+            version.post();
+            // The version row is committed on its own, so that a database cut short by a full disk still
+            // opens.
+            m_data.commitBatch();
+            m_data.beginBatch();
+        }
         import(afterEvent);
     } catch (const std::exception& e) {
         fail(e);

@@ -27,6 +27,10 @@ public:
     // Events between two commits of the import's transaction.
     static constexpr int kBatchSize = 20000;
 
+    // Add the events to those the database holds, instead of replacing them (the schema is there).
+    void setAppend(bool append) { m_append = append; }
+    bool append() const { return m_append; }
+
     // The check box: geolocate while importing (only when a key and consent exist).
     void setPerformIPGeoMapping(bool checked) { m_geoChecked = checked; }
     bool performIPGeoMapping() const { return m_geoChecked; }
@@ -69,6 +73,7 @@ protected:
     bool m_keySet = false;
     bool m_geoChecked = false;
     bool m_geolocating = false;
+    bool m_append = false;
     State m_state = State::Waiting;
     std::unique_ptr<QThread> m_thread; // the worker, from its start until its end has been handled
     std::unique_ptr<TIPGeolocator> m_geolocator;

@@ -1,6 +1,7 @@
 #include "store/QueryCommands.h"
 
 #include "store/AllEventsSearch.h"
+#include "store/CaseFiles.h"
 #include "store/DatabaseCheck.h"
 #include "store/DestinationCountries.h"
 #include "store/EventItems.h"
@@ -103,6 +104,18 @@ int hierarchyCommand(TMainDataModule& data, const QStringList& args, QTextStream
     return 0;
 }
 
+// The files imported into the case, in import order: path, size, SHA-256, events taken, skipped, why,
+// when (UTC); what File > Case Contents shows.
+int filesCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
+    if (!args.isEmpty())
+        throw std::runtime_error("files takes no arguments");
+    for (const casefiles::ImportedFile& file : casefiles::readFiles(data.connection()))
+        out << file.path << '\t' << file.size << '\t' << file.sha256 << '\t' << file.eventsTaken << '\t'
+            << file.eventsSkipped << '\t' << file.reason << '\t'
+            << file.importedAt.toString("yyyy-MM-dd hh:mm:ss") << '\n';
+    return 0;
+}
+
 } // namespace
 
 const std::map<QString, QueryCommand>& queryCommands() {
@@ -111,6 +124,7 @@ const std::map<QString, QueryCommand>& queryCommands() {
         {"hierarchy", {"[--by-computer] [--focus GUID]", hierarchyCommand}},
         {"countries", {QString(), countriesCommand}},
         {"search", {"TERM", &runSearchCommand}},
+        {"files", {QString(), filesCommand}},
         {"items", {"[GID...]", &itemsCommand}},
     };
     return commands;

@@ -1,5 +1,6 @@
 #include "store/TMainDataModule.h"
 
+#include "store/CaseFiles.h"
 #include "store/Schema.h"
 
 #include <QtGlobal>
@@ -175,7 +176,9 @@ void TMainDataModule::DeleteAll() {
 }
 
 bool TMainDataModule::TablesExist() {
-    return GetTableCount() == schema::kTableCount;
+    // The tables of a case's imported files are not Kelvane's tables: a case counts as a single import.
+    const int count = GetTableCount();
+    return count - casefiles::objectCount(*m_connection) == schema::kTableCount;
 }
 
 int TMainDataModule::GetTableCount() {

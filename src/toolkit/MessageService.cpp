@@ -106,6 +106,31 @@ QString MessageService::saveFileName(QWidget* parent, const QString& caption, co
     return QFileDialog::getSaveFileName(ownerFor(parent), caption, directory, filter);
 }
 
+QStringList MessageService::openFileNames(QWidget* parent, const QString& caption, const QString& directory,
+                                          const QString& filter) {
+    if (g_script) {
+        g_script->m_records.push_back({"open", caption, filter});
+        if (g_script->m_fileNames.empty())
+            return {};
+        const QString names = g_script->m_fileNames.front();
+        g_script->m_fileNames.pop_front();
+        return names.split('\n', Qt::SkipEmptyParts);
+    }
+    return QFileDialog::getOpenFileNames(ownerFor(parent), caption, directory, filter);
+}
+
+QString MessageService::existingDirectory(QWidget* parent, const QString& caption, const QString& directory) {
+    if (g_script) {
+        g_script->m_records.push_back({"open", caption, QString()});
+        if (g_script->m_fileNames.empty())
+            return {};
+        QString name = g_script->m_fileNames.front();
+        g_script->m_fileNames.pop_front();
+        return name;
+    }
+    return QFileDialog::getExistingDirectory(ownerFor(parent), caption, directory);
+}
+
 namespace {
 
 QString suffixOf(const QString& defaultExtension) {

@@ -27,6 +27,11 @@ public:
                                 const QString& filter);
     static QString saveFileName(QWidget* parent, const QString& caption, const QString& directory,
                                 const QString& filter);
+    // Several existing files, or one folder; empty when the user cancels. A script's file name entry
+    // holds the several names separated by line breaks.
+    static QStringList openFileNames(QWidget* parent, const QString& caption, const QString& directory,
+                                     const QString& filter);
+    static QString existingDirectory(QWidget* parent, const QString& caption, const QString& directory);
 
     // A save dialog as a form declares it. defaultExtension may be written as a pattern ("*.HTML"); a
     // name typed without an extension gets it. With overwritePrompt, an existing file is replaced only

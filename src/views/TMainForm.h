@@ -70,6 +70,12 @@ public:
     bool openDatabaseFile(const QString& path);
     void OpenDatabaseMenuItemClick();
     void ImportIntoNewDatabaseMenuItemClick();
+    // Many logs in one case: the events of the logs chosen (or of a folder's) join those of the case,
+    // after asking when it holds events.
+    void AddLogsToCaseMenuItemClick();
+    void AddFolderToCaseMenuItemClick();
+    void addToCase(const QStringList& paths);
+    void CaseContentsMenuItemClick();
 
     // State every view tests for itself.
     bool dataLoaded() const { return FDataLoaded; }

@@ -1,12 +1,16 @@
 // A database per case: opening one, importing into a new one, and the recent list.
 #include "views/TMainForm.h"
 
+#include "import/TImportController.h"
+#include "import/gui/TImportForm.h"
+#include "settings/ProductInfo.h"
 #include "settings/RecentDatabases.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/QueryCommands.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"
 #include "views/TAboutForm.h"
+#include "views/TCaseContentsForm.h"
 
 #include <QAction>
 #include <QDir>
@@ -70,6 +74,72 @@ void TMainForm::ImportIntoNewDatabaseMenuItemClick() {
         m_databasePath = previous;
         m_data.setDatabasePath(previous);
     }
+}
+
+void TMainForm::AddLogsToCaseMenuItemClick() {
+    const QStringList logs =
+        MessageService::openFileNames(this, "Add Sysmon Logs to the Case", QString(),
+                                      "Sysmon logs (*.xml *.evtx);;XML Files (*.xml);;Event logs (*.evtx)");
+    if (!logs.isEmpty())
+        addToCase(logs);
+}
+
+void TMainForm::AddFolderToCaseMenuItemClick() {
+    const QString folder =
+        MessageService::existingDirectory(this, "Add a Folder of Sysmon Logs to the Case", QString());
+    if (!folder.isEmpty())
+        addToCase({folder});
+}
+
+void TMainForm::addToCase(const QStringList& paths) {
+    const QStringList logs = TImportController::logsUnder(paths);
+    if (logs.isEmpty()) {
+        MessageService::message(this,
+                                "No .evtx or .xml file in " + QDir::toNativeSeparators(paths.join(", ")));
+        return;
+    }
+    closeDatabaseAndViews();
+    if (!connectDatabase())
+        return;
+    // A case with Kelvane's tables takes the events in; an empty file is built as by an import.
+    bool kelvaneTables = false, hasEvents = false, foreign = false;
+    try {
+        kelvaneTables = m_data.TablesExist();
+        hasEvents = kelvaneTables && m_data.HasImportedData();
+        foreign = !kelvaneTables && m_data.GetTableCount() > 0;
+    } catch (const std::exception&) {
+        foreign = true;
+    }
+    if (foreign) {
+        MessageService::message(this, QDir::toNativeSeparators(m_databasePath) + ": not a Kelvane database");
+        return;
+    }
+    if (hasEvents &&
+        !MessageService::question(this, QString("Add the events of %1 log(s) to the case %2?\r\nEvents "
+                                                "the case holds already are counted, not stored twice.")
+                                            .arg(logs.size())
+                                            .arg(QDir::toNativeSeparators(m_databasePath))))
+        return;
+    auto* form = new TImportForm(m_data, this);
+    form->FileNames = logs;
+    form->Append = kelvaneTables;
+    const int result = MessageService::exec(form);
+    if (result == 1)
+        refreshAfterImport();
+    else if (result == 3)
+        MessageService::message(this,
+                                QString("Something went wrong! Please contact ") + product::kSupportAddress);
+    delete form;
+}
+
+void TMainForm::CaseContentsMenuItemClick() {
+    if (!FDataLoaded) {
+        MessageService::message(this, "No data is currently loaded, either import or load an existing data");
+        return;
+    }
+    m_data.OpenDatabase();
+    ui::TCaseContentsForm form(m_databasePath, casefiles::readFiles(m_data.connection()), this);
+    MessageService::exec(&form);
 }
 
 void TMainForm::databaseShown() {

@@ -241,8 +241,9 @@ class TestElasticImport : public QObject {
     QMap<QString, QStringList> contents() {
         QMap<QString, QStringList> tables;
         for (const QString& table :
+             // The case's list of imported log files has no part in a server's import.
              rows("SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE "
-                  "'sqlite%' ORDER BY name")) {
+                  "'sqlite%' AND name NOT IN ('CaseFiles', 'CaseEvents') ORDER BY name")) {
             QStringList columns;
             for (const QString& column : rows(QString("SELECT name FROM pragma_table_info('%1')").arg(table)))
                 // A document has no log order, so extra items are compared without their place.

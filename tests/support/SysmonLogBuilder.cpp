@@ -19,6 +19,13 @@ SysmonLogBuilder& SysmonLogBuilder::event(int id, const Items& items, const QStr
     return *this;
 }
 
+SysmonLogBuilder& SysmonLogBuilder::event(int id, qint64 recordId, const Items& items,
+                                          const QString& computer) {
+    event(id, items, computer);
+    m_events.last().replace("<Channel>", QString("<EventRecordID>%1</EventRecordID><Channel>").arg(recordId));
+    return *this;
+}
+
 SysmonLogBuilder& SysmonLogBuilder::raw(const QString& xml) {
     m_events << xml;
     return *this;

@@ -12,6 +12,8 @@ public:
 
     // Adds one event; values are escaped as XML text. An item with a null value is written self-closing.
     SysmonLogBuilder& event(int id, const Items& items, const QString& computer = "WS-01");
+    // The same with the event's EventRecordID, as Windows writes it.
+    SysmonLogBuilder& event(int id, qint64 recordId, const Items& items, const QString& computer = "WS-01");
     // Adds raw XML as it stands.
     SysmonLogBuilder& raw(const QString& xml);
 

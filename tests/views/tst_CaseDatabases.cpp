@@ -8,6 +8,7 @@
 
 #include <QLabel>
 #include <QMenu>
+#include <QTableWidget>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -118,6 +119,45 @@ private slots:
         QCOMPARE(script.texts("message"),
                  QStringList{QDir::toNativeSeparators(one) + ": no such database file"});
         QVERIFY(!recent().contains(one));
+    }
+
+    void logsAreAddedToTheCaseAfterAsking() {
+        const QString db = m_dir.filePath("added.db");
+        importInto(db);
+        const QString second = m_dir.filePath("second.xml");
+        SysmonLogBuilder log;
+        log.event(1, 7,
+                  {{"UtcTime", "2024-05-02 10:00:00.000"}, {"ProcessGuid", "{B-1}"}, {"Image", "C:\\b.exe"}},
+                  "WS-02");
+        QVERIFY(log.write(second));
+
+        MessageScript script;
+        script.fileName(second).answer(false);
+        form().AddLogsToCaseMenuItemClick();
+        QCOMPARE(script.texts("question").size(), 1);
+        QVERIFY(script.texts("question").first().contains("Add the events of 1 log(s) to the case"));
+        QCOMPARE(script.texts("exec"), QStringList());
+
+        script.fileName(m_log + "\n" + second).answer(true).dialog(runImportDialog);
+        form().AddLogsToCaseMenuItemClick();
+        QVERIFY(form().dataLoaded());
+        {
+            sql::Database check(db.toStdString());
+            auto count = check.prepare("SELECT COUNT(*) FROM AllEvents");
+            count.step();
+            // The first log again adds nothing: its event has no record id, so it is stored again,
+            // unlike an event a Windows export names.
+            QCOMPARE(count.columnInt64(0), qint64(3));
+        }
+
+        // Case Contents lists the three files imported.
+        int rows = -1;
+        script.dialog([&rows](QDialog* dialog) {
+            rows = dialog->findChild<QTableWidget*>("GridCaseFiles")->rowCount();
+            return 1;
+        });
+        form().CaseContentsMenuItemClick();
+        QCOMPARE(rows, 3);
     }
 
     void aNewNameIsTheNextImportsDatabase() {

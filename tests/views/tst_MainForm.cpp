@@ -159,7 +159,8 @@ private slots:
                 visible << a->text();
         QCOMPARE(visible,
                  (QStringList{"&Load existing data", "&Import Sysmon Event logs...", "&Open Database...",
-                              "Import into &New Database...", "&Recent Databases", "&Preferences", "E&xit"}));
+                              "Import into &New Database...", "&Recent Databases", "&Add Logs to Case...",
+                              "Add &Folder to Case...", "&Case Contents", "&Preferences", "E&xit"}));
     }
 
     void hiddenShortcuts() {

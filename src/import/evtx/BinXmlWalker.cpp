@@ -488,6 +488,8 @@ NameKind BinXmlWalker::kindOf(std::uint32_t offset) {
         kind = NameKind::EventData;
     else if (nameIs(chars, count, "Channel"))
         kind = NameKind::Channel;
+    else if (nameIs(chars, count, "EventRecordID"))
+        kind = NameKind::EventRecordID;
     cached = static_cast<std::uint8_t>(kind);
     m_kindsSet.push_back(offset);
     return kind;

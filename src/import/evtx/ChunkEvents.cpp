@@ -46,6 +46,9 @@ void ChunkEvents::replayCalls(EventItemSink& sink, std::size_t from, std::size_t
         case Kind::EndEventData:
             sink.endEventData();
             break;
+        case Kind::RecordId:
+            sink.recordIdText(value);
+            break;
         }
     }
 }

@@ -27,7 +27,7 @@ private:
 // would have made for the same events.
 class ChunkEvents {
 public:
-    enum class Kind : std::uint8_t { EventId, Computer, Data, EndEventData };
+    enum class Kind : std::uint8_t { EventId, Computer, Data, EndEventData, RecordId };
 
     void clear() {
         m_calls.clear();

@@ -29,7 +29,7 @@ void SysmonItemFilter::startElement(NameKind kind) {
     flush();
     // Channel is watched to tell Sysmon's records from the others'; it is no item.
     m_current = kind == NameKind::EventID || kind == NameKind::Computer || kind == NameKind::Data ||
-                        kind == NameKind::Channel
+                        kind == NameKind::Channel || kind == NameKind::EventRecordID
                     ? kind
                     : NameKind::Other;
     m_wantsKey = kind == NameKind::Data;
@@ -77,9 +77,10 @@ void SysmonItemFilter::flush() {
     clearTextInPlace(m_text);
     if (m_current == NameKind::Data)
         m_openItems = true;
-    m_out->add(m_current == NameKind::EventID    ? ChunkEvents::Kind::EventId
-               : m_current == NameKind::Computer ? ChunkEvents::Kind::Computer
-                                                 : ChunkEvents::Kind::Data,
+    m_out->add(m_current == NameKind::EventID         ? ChunkEvents::Kind::EventId
+               : m_current == NameKind::Computer      ? ChunkEvents::Kind::Computer
+               : m_current == NameKind::EventRecordID ? ChunkEvents::Kind::RecordId
+                                                      : ChunkEvents::Kind::Data,
                m_text, m_key);
     m_text.clear();
 }

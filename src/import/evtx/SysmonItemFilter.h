@@ -7,7 +7,7 @@
 namespace kelvane::evtx {
 
 // The element names the importer reacts to; every other name is Other.
-enum class NameKind : std::uint8_t { Other, EventID, Computer, Data, EventData, Channel };
+enum class NameKind : std::uint8_t { Other, EventID, Computer, Data, EventData, Channel, EventRecordID };
 
 // Watches the elements of a decoded record as the XML reader's element handlers watch a Windows export
 // of it, and records what they would pass on: text is gathered between two tags, trimmed, dropped when

@@ -33,8 +33,7 @@ template <typename Widget> Widget* named(Widget* widget, const char* name) {
 
 TImportElasticLogsForm::TImportElasticLogsForm(TMainDataModule& data, QWidget* owner,
                                                const QString& ipstackHost)
-    : QDialog(owner, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint), m_data(data),
-      m_ipstackHost(ipstackHost) {
+    : TImportDialogBase(owner), m_data(data), m_ipstackHost(ipstackHost) {
     setObjectName("ImportElasticLogsForm");
     setWindowTitle("Importing Sysmon Events (Experimental)");
     const QString key = SharedResourcesModule ? SharedResourcesModule->IPStackKey() : QString("EMPTY");
@@ -58,11 +57,7 @@ TImportElasticLogsForm::TImportElasticLogsForm(TMainDataModule& data, QWidget* o
         named(new QCheckBox("Geolocate IP (Might be slower and will be skipped on connection errors)", this),
               "CheckBoxPerformIPGeoMapping");
     layout->addWidget(CheckBoxPerformIPGeoMapping);
-    dxActivityIndicator = named(new QProgressBar(this), "dxActivityIndicator");
-    dxActivityIndicator->setTextVisible(false);
-    dxActivityIndicator->setFixedHeight(8);
-    dxActivityIndicator->setRange(0, 1);
-    dxActivityIndicator->setValue(0);
+    makeSharedControls();
     layout->addWidget(dxActivityIndicator);
 
     auto* server = new QGridLayout;
@@ -110,19 +105,9 @@ TImportElasticLogsForm::TImportElasticLogsForm(TMainDataModule& data, QWidget* o
     listArea->addWidget(CheckListBoxTables, 0, 0);
     layout->addLayout(listArea, 1);
 
-    HTMLabelGeoIPServiceProvider = named(
-        new QLabel(
-            QString(
-                "Kelvane is using <a href=\"%1\" style=\"color:#ffffff\">IPStack</a> Geolocation HTTP API")
-                .arg(TImportForm::kServiceHomePage),
-            this),
-        "HTMLabelGeoIPServiceProvider");
-    HTMLabelGeoIPServiceProvider->setOpenExternalLinks(true);
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(HTMLabelGeoIPServiceProvider);
     buttons->addStretch();
-    ButtonImport = named(new QPushButton("Import", this), "ButtonImport");
-    ButtonOkCancel = named(new QPushButton("Cancel", this), "ButtonOkCancel");
     buttons->addWidget(ButtonImport);
     buttons->addWidget(ButtonOkCancel);
     layout->addLayout(buttons);
@@ -131,7 +116,6 @@ TImportElasticLogsForm::TImportElasticLogsForm(TMainDataModule& data, QWidget* o
     connect(ButtonConnect, &QPushButton::clicked, this, &TImportElasticLogsForm::ButtonConnectClick);
     connect(CheckBoxCheckAll, &QCheckBox::clicked, this, &TImportElasticLogsForm::CheckBoxCheckAllClick);
     connect(ButtonImport, &QPushButton::clicked, this, &TImportElasticLogsForm::ButtonImportClick);
-    connect(ButtonOkCancel, &QPushButton::clicked, this, &TImportElasticLogsForm::ButtonOkCancelClick);
     connect(CheckBoxPerformIPGeoMapping, &QCheckBox::clicked, this,
             &TImportElasticLogsForm::CheckBoxPerformIPGeoMappingClick);
 }
@@ -147,16 +131,8 @@ qint64 TImportElasticLogsForm::FEventsCount() const {
 }
 
 void TImportElasticLogsForm::CheckBoxPerformIPGeoMappingClick() {
-    if (!CheckBoxPerformIPGeoMapping->isChecked())
-        return;
-    const bool armed = ui::ipstackCheckBoxTicked(this);
-    if (armed)
-        m_geoKeySet = true;
-    else
-        CheckBoxPerformIPGeoMapping->setChecked(false);
-    // Consent was refused without a word about the key: the flag stays as it was.
-    if (!armed && SharedResourcesModule && SharedResourcesModule->IPStackToS())
-        m_geoKeySet = false;
+    if (const auto keySet = geoCheckBoxClicked(CheckBoxPerformIPGeoMapping))
+        m_geoKeySet = *keySet;
 }
 
 void TImportElasticLogsForm::ButtonConnectClick() {
@@ -232,9 +208,7 @@ void TImportElasticLogsForm::ButtonImportClick() {
         ui::MessageService::message(this, QString::fromUtf8(e.what()));
         return;
     }
-    dxActivityIndicator->setRange(0, 0); // moving
-    ButtonImport->setEnabled(false);
-    ButtonOkCancel->setEnabled(false);
+    showRunning();
     QString tables;
     for (int i = 0; i < CheckListBoxTables->count(); ++i)
         if (CheckListBoxTables->item(i)->checkState() == Qt::Checked)
@@ -258,34 +232,9 @@ void TImportElasticLogsForm::showReport() {
 
 void TImportElasticLogsForm::OmniEventMonitorTaskTerminated() {
     m_running = false;
-    dxActivityIndicator->setRange(0, 1);
-    dxActivityIndicator->setValue(0);
     showReport();
-    if (m_controller->report().modalResult() == ImportReport::Abort) {
-        // A failure ends the dialog once the worker has let go of the data layer.
-        done(3);
-        return;
-    }
-    ButtonOkCancel->setText("Ok");
-    m_okCancelResult = 1;
-    ButtonOkCancel->setEnabled(true);
-}
-
-void TImportElasticLogsForm::ButtonOkCancelClick() {
-    done(m_okCancelResult);
-}
-
-void TImportElasticLogsForm::reject() {
-    // No close box and no Escape while the buttons are off: the dialog is left by its buttons only.
-    if (ButtonOkCancel->isEnabled())
-        done(m_okCancelResult);
-}
-
-void TImportElasticLogsForm::closeEvent(QCloseEvent* event) {
-    if (m_running || !ButtonOkCancel->isEnabled())
-        event->ignore();
-    else
-        QDialog::closeEvent(event);
+    // A failure ends the dialog once the worker has let go of the data layer.
+    showEnded(m_controller->report());
 }
 
 } // namespace kelvane

@@ -2,7 +2,8 @@
 
 #include "import/elastic/TElasticClient.h"
 
-#include <QDialog>
+#include "import/gui/TImportDialogBase.h"
+
 #include <QStringList>
 
 #include <memory>
@@ -21,7 +22,7 @@ class TMainDataModule;
 
 // The modal dialog of an import from a search server: name a server, connect, tick indexes, import.
 // Results: 1 when the user pressed "Ok" after the import, 2 for "Cancel", 3 when the import failed.
-class TImportElasticLogsForm : public QDialog {
+class TImportElasticLogsForm : public TImportDialogBase {
     Q_OBJECT
 public:
     explicit TImportElasticLogsForm(TMainDataModule& data, QWidget* owner,
@@ -31,7 +32,6 @@ public:
     void ButtonConnectClick();
     void CheckBoxCheckAllClick();
     void ButtonImportClick();
-    void ButtonOkCancelClick();
     void CheckBoxPerformIPGeoMappingClick();
 
     // Collected failure texts, for the main window's message on result 3.
@@ -44,8 +44,7 @@ public:
     void setPageSize(int size) { m_pageSize = size; }
 
 protected:
-    void reject() override;
-    void closeEvent(QCloseEvent* event) override;
+    bool importRunning() const override { return m_running; }
 
 private:
     void OmniEventMonitorTaskTerminated();
@@ -58,12 +57,10 @@ private:
     std::unique_ptr<TElasticImportController> m_controller;
     bool m_geoKeySet = false;
     bool m_running = false;
-    int m_okCancelResult = 2;
     int m_pageSize = TElasticClient::kDefaultPageSize;
 
     QLabel* LabelMessage = nullptr;
     QCheckBox* CheckBoxPerformIPGeoMapping = nullptr;
-    QProgressBar* dxActivityIndicator = nullptr;
     QLabel* LabelServerAddress = nullptr;
     QLineEdit* EditElasticServer = nullptr;
     QLabel* LabelUsername = nullptr;
@@ -79,9 +76,6 @@ private:
     QCheckBox* CheckBoxCheckAll = nullptr;
     QListWidget* CheckListBoxTables = nullptr;
     QLabel* LabelMessages = nullptr;
-    QPushButton* ButtonImport = nullptr;
-    QPushButton* ButtonOkCancel = nullptr;
-    QLabel* HTMLabelGeoIPServiceProvider = nullptr;
 };
 
 } // namespace kelvane

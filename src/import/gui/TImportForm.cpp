@@ -20,7 +20,7 @@
 namespace kelvane {
 
 TImportForm::TImportForm(TMainDataModule& data, QWidget* owner, const QString& ipstackHost)
-    : QDialog(owner, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint) {
+    : TImportDialogBase(owner) {
     setObjectName("ImportForm");
     setWindowTitle("Importing Sysmon Events...");
     const QString key = SharedResourcesModule ? SharedResourcesModule->IPStackKey() : QString("EMPTY");
@@ -41,19 +41,8 @@ TImportForm::TImportForm(TMainDataModule& data, QWidget* owner, const QString& i
     messageArea->setFrameShape(QFrame::NoFrame);
     messageArea->setFixedHeight(48);
     layout->addWidget(messageArea);
-    HTMLabelGeoIPServiceProvider = new QLabel(
-        QString("Kelvane is using <a href=\"%1\" style=\"color:#ffffff\">IPStack</a> Geolocation HTTP API")
-            .arg(kServiceHomePage),
-        this);
-    HTMLabelGeoIPServiceProvider->setObjectName("HTMLabelGeoIPServiceProvider");
-    HTMLabelGeoIPServiceProvider->setOpenExternalLinks(true);
+    makeSharedControls();
     layout->addWidget(HTMLabelGeoIPServiceProvider);
-    dxActivityIndicator = new QProgressBar(this);
-    dxActivityIndicator->setObjectName("dxActivityIndicator");
-    dxActivityIndicator->setTextVisible(false);
-    dxActivityIndicator->setFixedHeight(8);
-    dxActivityIndicator->setRange(0, 1);
-    dxActivityIndicator->setValue(0);
     layout->addWidget(dxActivityIndicator);
     LabelProgress = new QLabel(this);
     LabelProgress->setObjectName("LabelProgress");
@@ -64,10 +53,6 @@ TImportForm::TImportForm(TMainDataModule& data, QWidget* owner, const QString& i
     layout->addWidget(scCheckBoxPerformIPGeoMapping);
     auto* buttons = new QHBoxLayout;
     buttons->addStretch();
-    ButtonImport = new QPushButton("Import", this);
-    ButtonImport->setObjectName("ButtonImport");
-    ButtonOkCancel = new QPushButton("Cancel", this);
-    ButtonOkCancel->setObjectName("ButtonOkCancel");
     buttons->addWidget(ButtonImport);
     buttons->addWidget(ButtonOkCancel);
     layout->addLayout(buttons);
@@ -82,7 +67,6 @@ TImportForm::TImportForm(TMainDataModule& data, QWidget* owner, const QString& i
     m_progressTimer->setInterval(250);
     connect(m_progressTimer, &QTimer::timeout, this, &TImportForm::showProgress);
     connect(ButtonImport, &QPushButton::clicked, this, &TImportForm::ButtonImportClick);
-    connect(ButtonOkCancel, &QPushButton::clicked, this, &TImportForm::ButtonOkCancelClick);
     connect(scCheckBoxPerformIPGeoMapping, &QCheckBox::clicked, this,
             &TImportForm::CheckBoxPerformIPGeoMappingClick);
     // The worker's reports arrive from its thread; the widgets are touched here only.
@@ -104,20 +88,18 @@ qint64 TImportForm::FEventsCount() const {
 }
 
 void TImportForm::CheckBoxPerformIPGeoMappingClick() {
-    if (!scCheckBoxPerformIPGeoMapping->isChecked())
-        return;
-    const bool armed = ui::ipstackCheckBoxTicked(this);
-    if (armed)
-        m_controller->setIPStackAPIKeySet(true);
-    else
-        scCheckBoxPerformIPGeoMapping->setChecked(false);
-    // Consent was refused without a word about the key: the flag stays as it was.
-    if (!armed && SharedResourcesModule && SharedResourcesModule->IPStackToS())
-        m_controller->setIPStackAPIKeySet(false);
+    if (const auto keySet = geoCheckBoxClicked(scCheckBoxPerformIPGeoMapping))
+        m_controller->setIPStackAPIKeySet(*keySet);
+}
+
+bool TImportForm::importRunning() const {
+    return m_controller->state() == TImportController::State::Running;
 }
 
 void TImportForm::ButtonImportClick() {
     m_controller->FileName = FileName;
+    m_controller->FileNames = FileNames;
+    m_controller->setAppend(Append);
     m_controller->setPerformIPGeoMapping(scCheckBoxPerformIPGeoMapping->isChecked());
     try {
         m_controller->ButtonImportClick();
@@ -129,15 +111,24 @@ void TImportForm::ButtonImportClick() {
         done(3);
         return;
     }
-    dxActivityIndicator->setRange(0, 0); // moving
-    ButtonImport->setEnabled(false);
-    ButtonOkCancel->setEnabled(false);
+    showRunning();
     m_progressTimer->start();
     showProgress();
 }
 
 void TImportForm::showProgress() {
     const int percent = static_cast<int>(m_controller->progress() * 100.0);
+    if (m_controller->fileCount() > 1) {
+        // The last file's line, and where the whole import stands.
+        const QStringList lines = m_controller->fileLines();
+        StatusBarLog->showMessage(lines.isEmpty() ? QString() : lines.last());
+        LabelProgress->setText(QString("File %1 of %2, %3% read; %4 events in all")
+                                   .arg(std::max(1, m_controller->currentFile()))
+                                   .arg(m_controller->fileCount())
+                                   .arg(percent)
+                                   .arg(QLocale().toString(FEventsCount())));
+        return;
+    }
     LabelProgress->setText(QString("%1 events imported, %2% of the file read")
                                .arg(QLocale().toString(FEventsCount()))
                                .arg(percent));
@@ -152,37 +143,13 @@ void TImportForm::showReport() {
 void TImportForm::OmniEventMonitorTaskTerminated() {
     m_progressTimer->stop();
     showProgress();
-    dxActivityIndicator->setRange(0, 1);
-    dxActivityIndicator->setValue(0);
     showReport();
-    if (m_controller->report().modalResult() == ImportReport::Abort) {
-        // A failure ends the dialog, once the worker has let go of the data layer.
-        done(3);
+    showEnded(m_controller->report());
+    if (m_controller->report().modalResult() == ImportReport::Abort)
         return;
-    }
     // Done: a full bar and a caption that says so, beside the count.
     dxActivityIndicator->setValue(1);
     setWindowTitle("Sysmon Events Imported");
-    ButtonOkCancel->setText("Ok");
-    m_okCancelResult = 1;
-    ButtonOkCancel->setEnabled(true);
-}
-
-void TImportForm::ButtonOkCancelClick() {
-    done(m_okCancelResult);
-}
-
-void TImportForm::reject() {
-    // No close box and no Escape while the worker runs: the dialog is left by its buttons only.
-    if (ButtonOkCancel->isEnabled())
-        done(m_okCancelResult);
-}
-
-void TImportForm::closeEvent(QCloseEvent* event) {
-    if (m_controller->state() == TImportController::State::Running)
-        event->ignore();
-    else
-        QDialog::closeEvent(event);
 }
 
 } // namespace kelvane

@@ -1,6 +1,8 @@
 #pragma once
 
-#include <QDialog>
+#include "import/gui/TImportDialogBase.h"
+
+#include <QStringList>
 
 #include <memory>
 
@@ -18,28 +20,26 @@ class TMainDataModule;
 
 // The modal dialog of an XML import: a thin form over the import controller.
 // Results: 1 when the user pressed "Ok" after the import, 2 for "Cancel", 3 when the import failed.
-class TImportForm : public QDialog {
+class TImportForm : public TImportDialogBase {
     Q_OBJECT
 public:
     explicit TImportForm(TMainDataModule& data, QWidget* owner, const QString& ipstackHost = QString());
     ~TImportForm() override;
 
-    // Set by the main window before the dialog is shown.
+    // Set by the main window before the dialog is shown: one log, or several (FileNames wins when set),
+    // and whether their events are added to those of the case.
     QString FileName;
+    QStringList FileNames;
+    bool Append = false;
 
     TImportController& controller() { return *m_controller; }
     qint64 FEventsCount() const;
 
     void ButtonImportClick();
-    void ButtonOkCancelClick();
     void CheckBoxPerformIPGeoMappingClick();
 
-    // The link on the label names the geolocation service.
-    static constexpr const char* kServiceHomePage = "https://ipstack.com";
-
 protected:
-    void reject() override;
-    void closeEvent(QCloseEvent* event) override;
+    bool importRunning() const override;
 
 private:
     void FormCreate();
@@ -48,14 +48,9 @@ private:
     void showProgress();
 
     std::unique_ptr<TImportController> m_controller;
-    int m_okCancelResult = 2;
     QLabel* LabelMessage = nullptr;
-    QLabel* HTMLabelGeoIPServiceProvider = nullptr;
-    QProgressBar* dxActivityIndicator = nullptr;
     QLabel* LabelProgress = nullptr;
     QCheckBox* scCheckBoxPerformIPGeoMapping = nullptr;
-    QPushButton* ButtonImport = nullptr;
-    QPushButton* ButtonOkCancel = nullptr;
     QStatusBar* StatusBarLog = nullptr;
     QTimer* m_progressTimer = nullptr;
 };

@@ -10,6 +10,7 @@ void TSysmonElementFilter::startElement(std::string_view name, std::span<const S
     FIsItData = false;
     FIsItEvent = false;
     FIsItComputer = false;
+    m_isRecordId = name == "EventRecordID";
     // Element names hold neither quotes nor line breaks, so cleaning leaves them as they are.
     if (name == "EventID") {
         FIsItEvent = true;
@@ -23,6 +24,10 @@ void TSysmonElementFilter::startElement(std::string_view name, std::span<const S
 }
 
 void TSysmonElementFilter::text(std::string_view text) {
+    if (m_isRecordId) {
+        m_sink.recordIdText(text);
+        return;
+    }
     if (!FIsItEvent && !FIsItData && !FIsItComputer)
         return;
     m_buffer.assign(text);
@@ -46,6 +51,7 @@ TSysmonEventReader::TSysmonEventReader(TEventMapper& mapper, ImportReport& repor
 void TSysmonEventReader::eventIdText(std::string_view text) {
     // A failure here is the worker's: it leaves the parse.
     m_state.FEventIDUnderParsing = StrToInt(text);
+    m_recordId.clear();
     m_eventsCount.fetch_add(1, std::memory_order_relaxed);
     if (const char* name = catalogue::readerDisplayName(m_state.FEventIDUnderParsing))
         m_state.FEventNameUnderParsing = name;
@@ -61,6 +67,12 @@ void TSysmonEventReader::computerText(std::string_view text) {
 }
 
 void TSysmonEventReader::endEventData() {
+    if (m_isDuplicate && m_isDuplicate(m_state, m_recordId)) {
+        ++m_duplicates;
+        // Its items must not linger into the next event.
+        m_state.FEventRecordData.clear();
+        return;
+    }
     m_mapper.writeEvent(m_state);
     if (m_afterEvent)
         m_afterEvent();

@@ -21,6 +21,8 @@ public:
     virtual void dataItem(std::string_view name, std::string_view text) = 0;
     virtual void computerText(std::string_view text) = 0;
     virtual void endEventData() = 0;
+    // The event's EventRecordID, which tells one event of a machine's log from another.
+    virtual void recordIdText(std::string_view) {}
 };
 
 // The element handlers: they watch for EventID, Computer, Data and the end of EventData, clean the texts
@@ -38,6 +40,7 @@ private:
     bool FIsItData = false;
     bool FIsItEvent = false;
     bool FIsItComputer = false;
+    bool m_isRecordId = false;
     std::string FActiveKey;
     std::string m_buffer;
 };
@@ -52,6 +55,12 @@ public:
     void dataItem(std::string_view name, std::string_view text) override;
     void computerText(std::string_view text) override;
     void endEventData() override;
+    void recordIdText(std::string_view text) override { m_recordId.assign(text); }
+
+    // Asked at the end of each event before it is mapped; an event it calls a duplicate is not stored.
+    using DuplicateTest = std::function<bool(const EventState& event, const std::string& recordId)>;
+    void setDuplicateTest(DuplicateTest test) { m_isDuplicate = std::move(test); }
+    std::int64_t duplicates() const { return m_duplicates; }
 
     // Called after each event handed to the mapper (the importer commits its batches from here).
     void setAfterEvent(std::function<void()> callback) { m_afterEvent = std::move(callback); }
@@ -65,6 +74,9 @@ private:
     EventState m_state;
     std::atomic<std::int64_t> m_eventsCount{0};
     std::function<void()> m_afterEvent;
+    std::string m_recordId;
+    DuplicateTest m_isDuplicate;
+    std::int64_t m_duplicates = 0;
 };
 
 } // namespace kelvane

@@ -83,6 +83,11 @@ TPreferencesForm::TPreferencesForm(TSharedResourcesModule* settings, QWidget* ow
 
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(GroupBoxAPIKeys);
+    // Where the keys are kept: the keyring, or the settings file where none answered.
+    LabelKeyStore = new QLabel(this);
+    LabelKeyStore->setObjectName("LabelKeyStore");
+    LabelKeyStore->setWordWrap(true);
+    layout->addWidget(LabelKeyStore);
     layout->addLayout(buttons);
     layout->setSizeConstraint(QLayout::SetFixedSize);
 }
@@ -102,6 +107,9 @@ void TPreferencesForm::FormShow() {
     const QString ipstackKey = settings().IPStackKey();
     if (ipstackKey != TSharedResourcesModule::kNoKey)
         EditIPStackKey->setText(ipstackKey);
+    LabelKeyStore->setText(settings().keysInKeyring() ? QString("The keys are kept in the desktop's keyring.")
+                                                      : settings().keyringNotice());
+    LabelKeyStore->setVisible(!LabelKeyStore->text().isEmpty());
 }
 
 void TPreferencesForm::ButtonSaveClick() {

@@ -44,6 +44,7 @@ private:
     QLabel* LabelVTKey = nullptr;
     QLineEdit* EditVTKey = nullptr;
     QLabel* LabelIPStackKey = nullptr;
+    QLabel* LabelKeyStore = nullptr;
     QLineEdit* EditIPStackKey = nullptr;
     QPushButton* ButtonSave = nullptr;
     QPushButton* ButtonCancel = nullptr;

@@ -96,7 +96,9 @@ void sysmonDay(EvtxLogBuilder& evtx, SysmonLogBuilder& xml, int leftOut = -1) {
 
 QStringList dump(TMainDataModule& data) {
     QStringList out;
-    TQuery tables("tables", "SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name");
+    // The events' tables; the case's list of imported files names the file itself.
+    TQuery tables("tables", "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT IN "
+                            "('CaseFiles', 'CaseEvents') ORDER BY name");
     tables.open(data.connection());
     QStringList names;
     for (; !tables.eof(); tables.next())
