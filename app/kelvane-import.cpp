@@ -91,8 +91,10 @@ int main(int argc, char* argv[]) {
     const QCommandLineOption userOption("user", "The user for basic authentication.", "USER");
     const QCommandLineOption fingerprintOption(
         "fingerprint", "Trust the server certificate with this SHA-256 fingerprint (repeatable).", "SHA256");
+    const QCommandLineOption noRulesOption("no-rules", "Do not evaluate the bundled Sigma rules.");
+    const QCommandLineOption rulesOption("rules", "Evaluate the Sigma rules in DIR too (repeatable).", "DIR");
     parser.addOptions({dbOption, forceOption, geoOption, hostOption, elasticOption, indexOption, userOption,
-                       fingerprintOption});
+                       fingerprintOption, noRulesOption, rulesOption});
     parser.addPositionalArgument("LOG", "The Sysmon log to import: XML or .evtx, told apart by content.");
     parser.process(app);
 
@@ -100,10 +102,11 @@ int main(int argc, char* argv[]) {
     const bool fromServer = parser.isSet(elasticOption);
     if (!parser.isSet(dbOption) ||
         (fromServer ? !files.isEmpty() || !parser.isSet(indexOption) : files.size() != 1)) {
-        std::fprintf(stderr,
-                     "usage: kelvane-import [--geolocate] [--force] --db PATH LOG\n"
-                     "       kelvane-import --elastic URL --index NAME [--index NAME...] [--user USER]\n"
-                     "                      [--fingerprint SHA256] [--geolocate] [--force] --db PATH\n");
+        std::fprintf(
+            stderr,
+            "usage: kelvane-import [--geolocate] [--force] [--no-rules] [--rules DIR...] --db PATH LOG\n"
+            "       kelvane-import --elastic URL --index NAME [--index NAME...] [--user USER]\n"
+            "                      [--fingerprint SHA256] [--geolocate] [--force] --db PATH\n");
         return 2;
     }
     const QString dbPath = parser.value(dbOption);
@@ -144,6 +147,8 @@ int main(int argc, char* argv[]) {
     TImportController import(data, key, consent, parser.value(hostOption));
     import.FileName = files.first();
     import.setPerformIPGeoMapping(parser.isSet(geoOption));
+    const bool bundledRules = !parser.isSet(noRulesOption);
+    import.setDetections(bundledRules || parser.isSet(rulesOption), bundledRules, parser.values(rulesOption));
     try {
         data.OpenDatabase();
         import.ButtonImportClick();
@@ -152,5 +157,10 @@ int main(int argc, char* argv[]) {
         return 3;
     }
     import.waitForEnd();
+    // On the error stream, so that the output stays the dialog's texts.
+    for (const QString& skipped : import.skippedRuleFiles())
+        std::fprintf(stderr, "Rule skipped: %s\n", qPrintable(skipped));
+    if (!import.detectionSummary().isEmpty())
+        std::fprintf(stderr, "%s\n", qPrintable(import.detectionSummary()));
     return finish(import.report());
 }

@@ -360,7 +360,9 @@ std::string TEventMapper::eventDetails(const DateTime& utcTime, std::string_view
 void TEventMapper::writeEvent(EventState& state) {
     m_state = &state;
     try {
-        writeRows(state);
+        const std::int64_t gid = writeRows(state);
+        if (gid != 0 && m_observer)
+            m_observer(state, gid);
         state.FEventRecordData.clear();
     } catch (const std::exception& e) {
         m_report.mapperFailed(QString::fromUtf8(e.what()));
@@ -368,10 +370,10 @@ void TEventMapper::writeEvent(EventState& state) {
     m_state = nullptr;
 }
 
-void TEventMapper::writeRows(EventState& state) {
+std::int64_t TEventMapper::writeRows(EventState& state) {
     const TypePlan* plan = planFor(state.FEventIDUnderParsing);
     if (!plan)
-        return;
+        return 0;
     const int id = plan->type->id;
 
     std::string description;
@@ -456,6 +458,7 @@ void TEventMapper::writeRows(EventState& state) {
     default:
         break;
     }
+    return gid;
 }
 
 void TEventMapper::writeTypeRow(const TypePlan& plan, std::int64_t gid, std::string_view description) {

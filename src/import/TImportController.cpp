@@ -1,8 +1,10 @@
 #include "import/TImportController.h"
 
+#include "detect/EventDetections.h"
 #include "import/TIPGeolocator.h"
 #include "import/TImportPipeline.h"
 #include "import/TLogReader.h"
+#include "store/Detections.h"
 #include "store/TMainDataModule.h"
 
 #include <QThread>
@@ -41,12 +43,42 @@ void TImportController::ImportData() {
     startWorker();
 }
 
+void TImportController::setDetections(bool enabled, bool bundled, const QStringList& userFolders) {
+    m_detect = enabled;
+    m_bundledRules = bundled;
+    m_ruleFolders = userFolders;
+}
+
 void TImportController::ImportWorker() {
     TImportPipeline pipeline(m_data, *m_reader, m_report, m_geolocator.get());
+    std::unique_ptr<detect::EventDetections> detections;
+    if (m_detect) {
+        std::vector<std::string> folders;
+        for (const QString& folder : m_ruleFolders)
+            folders.push_back(folder.toStdString());
+        try {
+            detections =
+                std::make_unique<detect::EventDetections>(detect::loadRules(folders, m_bundledRules));
+            pipeline.setEventObserver(
+                [&](const EventState& state, std::int64_t gid) { detections->evaluate(state, gid); });
+        } catch (const std::exception& e) {
+            // The events are imported all the same; only the rules are missing.
+            m_detectionSummary = QString("Detections not run: %1").arg(QString::fromUtf8(e.what()));
+        }
+    }
     runInBatches([&](const std::function<void(std::int64_t)>& afterEvent) {
         // A file that is not well formed ends the parse early; what was read so far stays.
         pipeline.run(FileName.toStdString(), afterEvent);
+        if (detections)
+            detections->store(m_data.connection());
+        else
+            detections::drop(m_data.connection());
     });
+    if (detections) {
+        m_detectionSummary = QString::fromStdString(detections->summary());
+        for (const detect::SkippedRule& skipped : detections->skipped())
+            m_skippedRuleFiles << QString::fromStdString(skipped.file + ": " + skipped.reason);
+    }
     m_report.setRecordsSkipped(m_reader->recordsSkipped());
     m_eventsCount.store(pipeline.eventsCount());
 }

@@ -3,6 +3,7 @@
 #include "import/TImportTask.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 
@@ -30,10 +31,23 @@ public:
     // Share of the file read so far, 0..1, readable while the worker runs.
     double progress() const;
 
+    // Sigma rules evaluated on every event as it is imported: the bundled ones (unless bundled is false) and
+    // those in the user's folders. Off until set.
+    void setDetections(bool enabled, bool bundled = true, const QStringList& userFolders = {});
+    // After the end: what the rules did (or why they did not run), and the rule files that were skipped
+    // ("file: reason").
+    QString detectionSummary() const { return m_detectionSummary; }
+    QStringList skippedRuleFiles() const { return m_skippedRuleFiles; }
+
 private:
     void ImportWorker() override;
 
     std::unique_ptr<TLogReader> m_reader;
+    bool m_detect = false;
+    bool m_bundledRules = true;
+    QStringList m_ruleFolders;
+    QString m_detectionSummary;
+    QStringList m_skippedRuleFiles;
 };
 
 } // namespace kelvane

@@ -7,6 +7,7 @@
 namespace kelvane {
 
 class ImportReport;
+struct EventState;
 class TDatasetSource;
 class TIPGeolocator;
 class TMainDataModule;
@@ -35,6 +36,11 @@ public:
     void runProducer(const Producer& produce, const std::function<void()>& stop,
                      const std::function<void(std::int64_t events)>& afterEvent);
 
+    // Runs on the reading thread for every event written by run(), with its items and master row's key.
+    void setEventObserver(std::function<void(const EventState&, std::int64_t gid)> observer) {
+        m_observer = std::move(observer);
+    }
+
     // EventID texts seen, the count the dialog reports.
     std::int64_t eventsCount() const { return m_eventsCount; }
 
@@ -48,6 +54,7 @@ private:
     ImportReport& m_report;
     TIPGeolocator* m_geolocator;
     std::int64_t m_eventsCount = 0;
+    std::function<void(const EventState&, std::int64_t)> m_observer;
 };
 
 } // namespace kelvane

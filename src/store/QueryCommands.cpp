@@ -2,6 +2,7 @@
 
 #include "store/AllEventsSearch.h"
 #include "store/DestinationCountries.h"
+#include "store/Detections.h"
 #include "store/ProcessHierarchy.h"
 #include "store/TMainDataModule.h"
 
@@ -37,6 +38,15 @@ int runSearchCommand(TMainDataModule& data, const QStringList& args, QTextStream
     return 0;
 }
 
+// Every match of the Sigma rules: GID, rule id, level, title, tab-separated, in GID order.
+int detectionsCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
+    if (!args.isEmpty())
+        throw std::runtime_error("detections takes no arguments");
+    for (const detections::MatchLine& line : detections::matches(data.connection()))
+        out << line.gid << '\t' << line.ruleId << '\t' << line.level << '\t' << line.title << '\n';
+    return 0;
+}
+
 } // namespace
 
 const std::map<QString, QueryCommand>& queryCommands() {
@@ -51,6 +61,7 @@ const std::map<QString, QueryCommand>& queryCommands() {
           }}},
         {"countries", {QString(), countriesCommand}},
         {"search", {"TERM", &runSearchCommand}},
+        {"detections", {QString(), detectionsCommand}},
     };
     return commands;
 }

@@ -1,5 +1,6 @@
 #include "store/TMainDataModule.h"
 
+#include "store/Detections.h"
 #include "store/Schema.h"
 
 namespace kelvane {
@@ -163,7 +164,9 @@ void TMainDataModule::DeleteAll() {
 }
 
 bool TMainDataModule::TablesExist() {
-    return GetTableCount() == schema::kTableCount;
+    // The detections' tables and indexes stand beside the Sysmon tables and are not counted.
+    const int count = GetTableCount();
+    return count - detections::schemaObjectCount(*m_connection) == schema::kTableCount;
 }
 
 int TMainDataModule::GetTableCount() {
