@@ -60,6 +60,7 @@ public:
     QStatusBar* StatusBar = nullptr;
     QLabel* StatusBarPanel = nullptr;
     QWidget* PanelBottom = nullptr;
+    QLabel* LabelDetections = nullptr;
     QWidget* PanelOptions = nullptr;
     QCheckBox* CheckBoxVT = nullptr;
     TTreeList* cxTreeListVTDisplay = nullptr;
@@ -77,6 +78,7 @@ protected:
 
 private:
     void buildVirusTotalPanel();
+    void showDetections(qint64 gid);
     void startLookup(int kind, const QString& subject);
     void applyOutcome(const VTOutcome& outcome);
     QTreeWidgetItem* addTreeNode(QTreeWidgetItem* parent, const VTTreeNode& node);

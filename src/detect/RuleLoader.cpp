@@ -6,10 +6,12 @@
 #include <yaml-cpp/yaml.h>
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <sstream>
+#include <thread>
 
 namespace kelvane::detect {
 namespace {
@@ -163,36 +165,60 @@ SigmaRule RuleLoader::parse(const std::string& yaml, const std::string& file) co
 RuleSet RuleLoader::loadFolders(const std::vector<std::string>& folders) const {
     namespace fs = std::filesystem;
     RuleSet set;
-    std::set<std::string> ids;
+    std::vector<fs::path> files;
     for (const std::string& folder : folders) {
-        std::vector<fs::path> files;
         std::error_code error;
         if (!fs::is_directory(folder, error)) {
             set.skipped.push_back({folder, "not a folder"});
             continue;
         }
+        std::vector<fs::path> mine;
         for (auto it = fs::recursive_directory_iterator(folder, fs::directory_options::skip_permission_denied,
                                                         error);
              !error && it != fs::recursive_directory_iterator(); it.increment(error)) {
             const auto extension = it->path().extension();
             if (it->is_regular_file() && (extension == ".yml" || extension == ".yaml"))
-                files.push_back(it->path());
+                mine.push_back(it->path());
         }
-        std::sort(files.begin(), files.end());
-        for (const fs::path& path : files) {
-            std::ifstream in(path, std::ios::binary);
+        std::sort(mine.begin(), mine.end());
+        files.insert(files.end(), mine.begin(), mine.end());
+    }
+
+    // Reading YAML is most of the cost of loading; the files are read on every core.
+    std::vector<std::optional<SigmaRule>> rules(files.size());
+    std::vector<std::string> reasons(files.size());
+    std::atomic<std::size_t> next{0};
+    auto work = [&] {
+        for (std::size_t i = next++; i < files.size(); i = next++) {
+            std::ifstream in(files[i], std::ios::binary);
             std::stringstream content;
             content << in.rdbuf();
             try {
                 if (!in)
                     throw RuleError("cannot be read");
-                SigmaRule rule = parse(content.str(), path.string());
-                if (!ids.insert(rule.info.id).second)
-                    throw RuleError("a rule with the id " + rule.info.id + " was read before");
-                set.rules.push_back(std::move(rule));
+                rules[i] = parse(content.str(), files[i].string());
             } catch (const RuleError& e) {
-                set.skipped.push_back({path.string(), e.what()});
+                reasons[i] = e.what();
             }
+        }
+    };
+    const unsigned threads = std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
+    std::vector<std::thread> helpers;
+    for (unsigned t = 1; t < threads; ++t)
+        helpers.emplace_back(work);
+    work();
+    for (std::thread& helper : helpers)
+        helper.join();
+
+    std::set<std::string> ids;
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        if (!rules[i]) {
+            set.skipped.push_back({files[i].string(), reasons[i]});
+        } else if (!ids.insert(rules[i]->info.id).second) {
+            set.skipped.push_back(
+                {files[i].string(), "a rule with the id " + rules[i]->info.id + " was read before"});
+        } else {
+            set.rules.push_back(std::move(*rules[i]));
         }
     }
     return set;

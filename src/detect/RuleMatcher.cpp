@@ -126,7 +126,8 @@ public:
         if (found != m_atomIds.end())
             return found->second;
         Pattern pattern{value.regex, value.caseless, value.multiLine, value.dotAll};
-        const std::string error = checkPattern(pattern);
+        // Patterns made from values are escaped and always valid; a rule's own expression may not be.
+        const std::string error = value.written ? checkPattern(pattern) : std::string();
         if (!error.empty())
             throw std::runtime_error("the regular expression '" + value.regex + "' is refused: " + error);
         m_patterns.push_back(pattern);

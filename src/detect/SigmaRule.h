@@ -28,6 +28,7 @@ struct ValueTest {
     Kind kind = Kind::Pattern;
     // Pattern: a regular expression in the syntax both matchers share, without anchors of its own.
     std::string regex;
+    bool written = false; // the rule's own regular expression (re), not one made from a value
     bool caseless = true;
     bool multiLine = false;
     bool dotAll = true;

@@ -303,6 +303,7 @@ std::vector<ValueTest> expandValue(const std::optional<std::string>& value, cons
     }
     if (has("re")) {
         base.regex = text;
+        base.written = true;
         base.caseless = has("i");
         base.multiLine = has("m");
         base.dotAll = has("s");

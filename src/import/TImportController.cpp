@@ -57,8 +57,8 @@ void TImportController::ImportWorker() {
         for (const QString& folder : m_ruleFolders)
             folders.push_back(folder.toStdString());
         try {
-            detections =
-                std::make_unique<detect::EventDetections>(detect::loadRules(folders, m_bundledRules));
+            detections = std::make_unique<detect::EventDetections>(
+                detect::loadRules(folders, m_bundledRules, m_matcher));
             pipeline.setEventObserver(
                 [&](const EventState& state, std::int64_t gid) { detections->evaluate(state, gid); });
         } catch (const std::exception& e) {
@@ -76,6 +76,7 @@ void TImportController::ImportWorker() {
     });
     if (detections) {
         m_detectionSummary = QString::fromStdString(detections->summary());
+        m_ruleEvaluations = detections->matcher().ruleEvaluations();
         for (const detect::SkippedRule& skipped : detections->skipped())
             m_skippedRuleFiles << QString::fromStdString(skipped.file + ": " + skipped.reason);
     }

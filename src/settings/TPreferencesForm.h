@@ -45,6 +45,7 @@ private:
     QLineEdit* EditVTKey = nullptr;
     QLabel* LabelIPStackKey = nullptr;
     QLineEdit* EditIPStackKey = nullptr;
+    QLineEdit* EditSigmaRuleFolders = nullptr;
     QPushButton* ButtonSave = nullptr;
     QPushButton* ButtonCancel = nullptr;
 };

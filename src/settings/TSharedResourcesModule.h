@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 
@@ -25,6 +26,10 @@ public:
     void setIPStackKey(const QString& key);
     bool IPStackToS() const;
     void setIPStackToS(bool accepted);
+
+    // Folders of the user's own Sigma rules, evaluated on every import beside the bundled ones.
+    QStringList SigmaRuleFolders() const;
+    void setSigmaRuleFolders(const QStringList& folders);
 
     // A key is usable when its trimmed text is neither empty nor "EMPTY".
     static bool isUsableKey(const QString& key);

@@ -62,6 +62,21 @@ int levelRank(const QString& level) {
     return 0;
 }
 
+const char* levelColorName(int rank) {
+    switch (rank) {
+    case 5:
+        return "#b00020";
+    case 4:
+        return "#e04020";
+    case 3:
+        return "#f0a000";
+    case 2:
+        return "#3080d0";
+    default:
+        return "#808080";
+    }
+}
+
 bool tablesExist(sql::Database& db) {
     auto stmt = db.prepare("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name IN "
                            "('DetectionRules', 'DetectionMatches', 'DetectionSkipped')");
@@ -204,6 +219,36 @@ std::vector<std::int64_t> eventsOfRule(sql::Database& db, const QString& ruleId)
     return out;
 }
 
+std::vector<EventLine> eventLinesOfRule(sql::Database& db, const QString& ruleId) {
+    std::vector<EventLine> out;
+    if (!tablesExist(db))
+        return out;
+    auto stmt =
+        db.prepare("SELECT m.GID, a.UtcTime, a.EventType, a.EventTypeName, a.Computer, a.CorrelationGuid "
+                   "FROM DetectionMatches m LEFT JOIN AllEvents a ON a.GID = m.GID WHERE m.RuleId = ? "
+                   "ORDER BY m.GID");
+    const std::string id = ruleId.toStdString();
+    stmt.bind(1, id);
+    while (stmt.step())
+        out.push_back({stmt.columnInt64(0), text(stmt, 1), static_cast<int>(stmt.columnInt64(2)),
+                       text(stmt, 3), text(stmt, 4), text(stmt, 5)});
+    return out;
+}
+
+QStringList tactics(const QStringList& tags) {
+    QStringList out;
+    for (const QString& tag : tags) {
+        if (!tag.startsWith("attack."))
+            continue;
+        const QString name = tag.mid(7);
+        // Techniques (t1059.001), groups (g0016) and software (s0002) are ids, not tactics.
+        if (name.size() > 1 && (name[0] == 't' || name[0] == 'g' || name[0] == 's') && name[1].isDigit())
+            continue;
+        out << name;
+    }
+    return out;
+}
+
 std::map<QString, Mark> marksByProcessGuid(sql::Database& db) {
     std::map<QString, Mark> out;
     if (!tablesExist(db))
@@ -211,6 +256,19 @@ std::map<QString, Mark> marksByProcessGuid(sql::Database& db) {
     auto stmt = db.prepare(std::string("SELECT a.CorrelationGuid, MAX(") + kRankSql +
                            "), COUNT(*) FROM DetectionMatches m JOIN DetectionRules r ON r.RuleId = m.RuleId "
                            "JOIN AllEvents a ON a.GID = m.GID GROUP BY a.CorrelationGuid");
+    while (stmt.step())
+        out[text(stmt, 0)] = {static_cast<int>(stmt.columnInt64(1)), stmt.columnInt64(2)};
+    return out;
+}
+
+std::map<QString, Mark> marksByImage(sql::Database& db) {
+    std::map<QString, Mark> out;
+    if (!tablesExist(db))
+        return out;
+    auto stmt =
+        db.prepare(std::string("SELECT LOWER(i.Image), MAX(") + kRankSql +
+                   "), COUNT(DISTINCT m.GID) FROM DetectionMatches m JOIN DetectionRules r ON r.RuleId = "
+                   "m.RuleId JOIN AllImageExes i ON i.FID = m.GID GROUP BY LOWER(i.Image)");
     while (stmt.step())
         out[text(stmt, 0)] = {static_cast<int>(stmt.columnInt64(1)), stmt.columnInt64(2)};
     return out;

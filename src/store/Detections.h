@@ -26,6 +26,8 @@ namespace detections {
 
 // The order analysts read levels in: critical first.
 int levelRank(const QString& level);
+// The colour ("#rrggbb") that marks a level, by rank, wherever detections are shown.
+const char* levelColorName(int rank);
 extern const char* const kLevels[5];
 
 bool tablesExist(sql::Database& db);
@@ -70,6 +72,19 @@ RuleDetails rule(sql::Database& db, const QString& ruleId);
 std::vector<RuleDetails> rulesOfEvent(sql::Database& db, std::int64_t gid);
 // The GIDs a rule fired on, in GID order.
 std::vector<std::int64_t> eventsOfRule(sql::Database& db, const QString& ruleId);
+// The events a rule fired on, as the Detections tab lists them, in GID order.
+struct EventLine {
+    std::int64_t gid = 0;
+    QString utcTime;
+    int eventType = 0;
+    QString eventTypeName;
+    QString computer;
+    QString processGuid;
+};
+std::vector<EventLine> eventLinesOfRule(sql::Database& db, const QString& ruleId);
+// The ATT&CK tactics among a rule's tags ("attack.execution" gives "execution"; techniques and groups are
+// left out).
+QStringList tactics(const QStringList& tags);
 
 // The highest level and the number of matches of every process GUID (the correlation GUID of AllEvents)
 // that has any; what the process views mark.
@@ -78,6 +93,8 @@ struct Mark {
     std::int64_t count = 0;
 };
 std::map<QString, Mark> marksByProcessGuid(sql::Database& db);
+// The same by process path (the Image of AllImageExes, lower case), as the process view's paths list them.
+std::map<QString, Mark> marksByImage(sql::Database& db);
 // The highest level of each event with matches.
 std::map<std::int64_t, int> levelsByEvent(sql::Database& db, const std::vector<std::int64_t>& gids);
 

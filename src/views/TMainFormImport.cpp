@@ -1,8 +1,10 @@
 // The flows that replace or load the database.
 #include "views/TMainForm.h"
 
+#include "import/TImportController.h"
 #include "import/TImportForm.h"
 #include "import/elastic/TImportElasticLogsForm.h"
+#include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "store/TPagedQuery.h"
 #include "toolkit/MessageService.h"
@@ -67,6 +69,8 @@ void TMainForm::ImportSysmonLogsMenuItemClick() {
 
     auto* form = new TImportForm(m_data, this);
     form->FileName = fileName;
+    // The bundled Sigma rules and the user's folders run on every event as it is imported.
+    form->controller().setDetections(true, true, TSharedResourcesModule().SigmaRuleFolders());
     const int result = MessageService::exec(form);
     if (result == 1)
         refreshAfterImport();
@@ -97,6 +101,7 @@ void TMainForm::refreshAfterImport() {
     openExes();
     FDataLoaded = true;
     ColorDestinationCountries();
+    refreshDetections();
 }
 
 void TMainForm::LoadExistingDataMenuItemClick() {
@@ -111,6 +116,7 @@ void TMainForm::LoadExistingDataMenuItemClick() {
     OpenAllEventsView();
     FDataLoaded = true;
     ColorDestinationCountries();
+    refreshDetections();
 }
 
 void TMainForm::CheckDatabaseVersionMenuItemClick() {
