@@ -1,8 +1,11 @@
 // Headless importer: runs the import of one Sysmon log (XML or .evtx) into a new database, for scripts,
 // benchmarks and tests. Prints the dialog's label (and status line), exits with the modal result
-// (0 for ok, 3 for abort).
+// (0 for ok, 3 for abort), or 4 when the import ended but left out damaged, stale or repeated records or
+// read chunks that failed their checksum.
+#include "import/FailedImportNote.h"
 #include "import/TImportController.h"
 #include "import/elastic/TElasticImportController.h"
+#include "settings/CommandLine.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 
@@ -10,15 +13,49 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
+#include <QTemporaryFile>
 
 #include <cstdio>
+#include <utility>
 
 using namespace kelvane;
 
 namespace {
 
+constexpr int kExitWithLosses = 4;
+
+// The import writes a new file beside the one named and moves it there at the end, so that an import that
+// fails before its first event leaves no file behind, and leaves an existing database as it was.
+class DatabaseTarget {
+public:
+    explicit DatabaseTarget(const QString& path) : m_path(path) {
+        QTemporaryFile file(QFileInfo(path).absoluteFilePath() + ".XXXXXX.part");
+        file.setAutoRemove(false);
+        if (file.open())
+            m_work = file.fileName();
+    }
+    ~DatabaseTarget() {
+        if (!m_work.isEmpty())
+            QFile::remove(m_work);
+    }
+    bool valid() const { return !m_work.isEmpty(); }
+    const QString& workPath() const { return m_work; }
+    // Call with the database closed. Keeps the new file when it holds something, else drops it.
+    bool finish(bool keep) {
+        const QString work = std::exchange(m_work, QString());
+        if (!keep)
+            return QFile::remove(work);
+        QFile::remove(m_path);
+        return QFile::rename(work, m_path);
+    }
+
+private:
+    QString m_path;
+    QString m_work;
+};
+
 // Prints what the dialog would say and gives the exit code, for either import.
-int finish(const ImportReport& report) {
+int finish(const ImportReport& report, const QString& dbPath) {
     std::printf("%s\n", qPrintable(report.labelMessage().trimmed()));
     if (!report.statusBarLog().isEmpty())
         std::printf("%s\n", qPrintable(report.statusBarLog()));
@@ -27,21 +64,23 @@ int finish(const ImportReport& report) {
         if (!report.labelMessage().startsWith("Error: "))
             for (const QString& line : report.errorMessage())
                 std::fprintf(stderr, "Error: %s\n", qPrintable(line));
-        if (report.recordsSkipped() > 0)
-            std::fprintf(stderr, "%lld damaged records were skipped\n",
-                         static_cast<long long>(report.recordsSkipped()));
+        for (const QString& line : ImportReport::lossLines(report.readLosses()))
+            std::fprintf(stderr, "%s\n", qPrintable(line));
         if (report.dateFailures() > 0)
             std::fprintf(stderr, "%d time stamps could not be read and were stored as 1899-12-30\n",
                          report.dateFailures());
+        // What was read before the failure stays in the file and can be looked at.
+        std::printf("%s\n", qPrintable(storedBeforeFailureText(eventsStoredIn(dbPath))));
         return 3;
     }
-    return 0;
+    // Imported, but the log lost records on the way, or some of it is doubtful (the label said what).
+    return report.readLosses().any() ? kExitWithLosses : 0;
 }
 
 // The import from a search server: the password comes from the environment, never the command line.
 int importFromServer(TMainDataModule& data, const QString& url, const QStringList& indexes,
                      const QString& user, const QStringList& fingerprints, const QString& key, bool consent,
-                     bool geolocate, const QString& ipstackHost) {
+                     bool geolocate, const QString& ipstackHost, qint64& eventsCount) {
     // Without a scheme the client tries https, then http.
     const bool schemeGiven = url.contains("://");
     const QUrl server(schemeGiven ? url : "none://" + url);
@@ -60,7 +99,42 @@ int importFromServer(TMainDataModule& data, const QString& url, const QStringLis
     }
     import.ImportData(indexes.join(';'));
     import.waitForEnd();
-    return finish(import.report());
+    eventsCount = import.FEventsCount();
+    // On the error stream, so that the output stays the dialog's texts.
+    for (const QString& skipped : import.skippedRuleFiles())
+        std::fprintf(stderr, "Rule skipped: %s\n", qPrintable(skipped));
+    if (!import.detectionSummary().isEmpty())
+        std::fprintf(stderr, "%s\n", qPrintable(import.detectionSummary()));
+    return finish(import.report(), data.databasePath());
+}
+
+// Which Sigma rules the import evaluates: the bundled ones unless --no-rules, and every --rules folder.
+struct RuleChoice {
+    bool bundled = true;
+    QStringList folders;
+};
+
+int importFromLog(TMainDataModule& data, const QString& file, const QString& key, bool consent,
+                  bool geolocate, const QString& ipstackHost, const RuleChoice& rules, qint64& eventsCount) {
+    TImportController import(data, key, consent, ipstackHost);
+    import.FileName = file;
+    import.setPerformIPGeoMapping(geolocate);
+    import.setDetections(rules.bundled || !rules.folders.isEmpty(), rules.bundled, rules.folders);
+    try {
+        data.OpenDatabase();
+        import.ButtonImportClick();
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "kelvane-import: %s\n", e.what());
+        return 3;
+    }
+    import.waitForEnd();
+    eventsCount = import.FEventsCount();
+    // On the error stream, so that the output stays the dialog's texts.
+    for (const QString& skipped : import.skippedRuleFiles())
+        std::fprintf(stderr, "Rule skipped: %s\n", qPrintable(skipped));
+    if (!import.detectionSummary().isEmpty())
+        std::fprintf(stderr, "%s\n", qPrintable(import.detectionSummary()));
+    return finish(import.report(), data.databasePath());
 }
 
 } // namespace
@@ -68,13 +142,12 @@ int importFromServer(TMainDataModule& data, const QString& url, const QStringLis
 int main(int argc, char* argv[]) {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("kelvane-import");
-    QCoreApplication::setApplicationVersion("3.1");
 
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        "Imports a Sysmon log (an XML export or an .evtx file) into a Kelvane database.");
-    parser.addHelpOption();
-    parser.addVersionOption();
+    CommandLine commandLine("Imports a Sysmon log (an XML export or an .evtx file) into a Kelvane database.",
+                            {{0, "the import is done"},
+                             {2, "bad arguments, or the database exists without --force"},
+                             {3, "the import failed (what was read before the failure is kept)"}});
+    QCommandLineParser& parser = commandLine.parser();
     const QCommandLineOption dbOption("db", "The database file to build.", "PATH");
     const QCommandLineOption forceOption("force", "Replace the database file if it exists.");
     const QCommandLineOption geoOption(
@@ -96,30 +169,22 @@ int main(int argc, char* argv[]) {
     parser.addOptions({dbOption, forceOption, geoOption, hostOption, elasticOption, indexOption, userOption,
                        fingerprintOption, noRulesOption, rulesOption});
     parser.addPositionalArgument("LOG", "The Sysmon log to import: XML or .evtx, told apart by content.");
-    parser.process(app);
+    commandLine.process(app);
 
     const QStringList files = parser.positionalArguments();
     const bool fromServer = parser.isSet(elasticOption);
-    if (!parser.isSet(dbOption) ||
-        (fromServer ? !files.isEmpty() || !parser.isSet(indexOption) : files.size() != 1)) {
-        std::fprintf(
-            stderr,
-            "usage: kelvane-import [--geolocate] [--force] [--no-rules] [--rules DIR...] --db PATH LOG\n"
-            "       kelvane-import --elastic URL --index NAME [--index NAME...] [--user USER]\n"
-            "                      [--fingerprint SHA256] [--geolocate] [--force] --db PATH\n");
-        return 2;
-    }
+    if (!parser.isSet(dbOption))
+        commandLine.fail("--db PATH is missing");
+    if (fromServer && !files.isEmpty())
+        commandLine.fail("--elastic takes no log");
+    if (fromServer && !parser.isSet(indexOption))
+        commandLine.fail("--elastic needs at least one --index");
+    if (!fromServer && files.size() != 1)
+        commandLine.fail(files.isEmpty() ? "no log given" : "one log at a time");
     const QString dbPath = parser.value(dbOption);
-    if (QFileInfo::exists(dbPath)) {
-        if (!parser.isSet(forceOption)) {
-            std::fprintf(stderr, "kelvane-import: %s exists; use --force to replace it\n",
-                         qPrintable(dbPath));
-            return 2;
-        }
-        if (!QFile::remove(dbPath)) {
-            std::fprintf(stderr, "kelvane-import: cannot remove %s\n", qPrintable(dbPath));
-            return 2;
-        }
+    if (QFileInfo::exists(dbPath) && !parser.isSet(forceOption)) {
+        std::fprintf(stderr, "kelvane-import: %s exists; use --force to replace it\n", qPrintable(dbPath));
+        return 2;
     }
 
     QString key;
@@ -138,29 +203,29 @@ int main(int argc, char* argv[]) {
         }
     }
 
-    TMainDataModule data;
-    data.setDatabasePath(dbPath);
-    if (fromServer)
-        return importFromServer(data, parser.value(elasticOption), parser.values(indexOption),
-                                parser.value(userOption), parser.values(fingerprintOption), key, consent,
-                                parser.isSet(geoOption), parser.value(hostOption));
-    TImportController import(data, key, consent, parser.value(hostOption));
-    import.FileName = files.first();
-    import.setPerformIPGeoMapping(parser.isSet(geoOption));
-    const bool bundledRules = !parser.isSet(noRulesOption);
-    import.setDetections(bundledRules || parser.isSet(rulesOption), bundledRules, parser.values(rulesOption));
-    try {
-        data.OpenDatabase();
-        import.ButtonImportClick();
-    } catch (const std::exception& e) {
-        std::fprintf(stderr, "kelvane-import: %s\n", e.what());
+    DatabaseTarget target(dbPath);
+    if (!target.valid()) {
+        std::fprintf(stderr, "kelvane-import: cannot write beside %s\n", qPrintable(dbPath));
+        return 2;
+    }
+    int exitCode = 3;
+    qint64 eventsCount = 0;
+    {
+        TMainDataModule data;
+        data.setDatabasePath(target.workPath());
+        exitCode =
+            fromServer
+                ? importFromServer(data, parser.value(elasticOption), parser.values(indexOption),
+                                   parser.value(userOption), parser.values(fingerprintOption), key, consent,
+                                   parser.isSet(geoOption), parser.value(hostOption), eventsCount)
+                : importFromLog(
+                      data, files.first(), key, consent, parser.isSet(geoOption), parser.value(hostOption),
+                      RuleChoice{!parser.isSet(noRulesOption), parser.values(rulesOption)}, eventsCount);
+    }
+    // Rows stored before a failure stay, as in the window; a failure before the first event leaves nothing.
+    if (!target.finish(exitCode == 0 || eventsCount > 0)) {
+        std::fprintf(stderr, "kelvane-import: cannot write %s\n", qPrintable(dbPath));
         return 3;
     }
-    import.waitForEnd();
-    // On the error stream, so that the output stays the dialog's texts.
-    for (const QString& skipped : import.skippedRuleFiles())
-        std::fprintf(stderr, "Rule skipped: %s\n", qPrintable(skipped));
-    if (!import.detectionSummary().isEmpty())
-        std::fprintf(stderr, "%s\n", qPrintable(import.detectionSummary()));
-    return finish(import.report());
+    return exitCode;
 }

@@ -1,13 +1,16 @@
 // Writes pictures of Kelvane's windows for review: kelvane-screens OUTPUT_FOLDER [EVENTS].
 // Imports a generated log into a temporary folder, then drives the main window as a user would and
 // grabs the main window on each tab, a drawn session, a detail form and a session view window.
+// kelvane-screens OUTPUT_FOLDER --hierarchy KelvaneDB --find TERM --focus GUID pictures the Hierarchy
+// tab over a copy of a database: a process found by TERM, the family of GUID, and the tree list.
 #include "../bench/CountryFill.h"
 #include "../bench/SysmonLogGenerator.h"
-#include "details/TDetailFormFactory.h"
-#include "details/TDetailForms.h"
-#include "details/TSessionViewForm.h"
+#include "details/gui/TDetailFormFactory.h"
+#include "details/gui/TDetailForms.h"
+#include "details/gui/TSessionViewForm.h"
 #include "import/TImportController.h"
-#include "import/TImportForm.h"
+#include "import/gui/TImportForm.h"
+#include "settings/CommandLine.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/DarkTheme.h"
@@ -18,13 +21,17 @@
 #include "toolkit/TPropertyGrid.h"
 #include "toolkit/TTreeList.h"
 #include "toolkit/TWorldMap.h"
+#include "views/HierarchyBrowser.h"
 #include "views/TMainForm.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QEventLoop>
+#include <QFile>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QSplitter>
 #include <QTabWidget>
 #include <QTcpServer>
@@ -54,6 +61,33 @@ bool save(QWidget* widget, const QString& folder, const QString& name) {
 }
 
 // The lit map with the connections of the United States open under it and the tip over Germany.
+// The diagram walked by keyboard to its first event box, Enter, and the sheet that opens over the
+// window, as the user sees the two together.
+void saveSheetOpenedByKeyboard(TMainForm& form, const QString& out) {
+    auto* diagram = form.findChild<ui::TNodeDiagram*>("EventsDiagram");
+    diagram->setFocus();
+    diagram->setSelectedNode(nullptr);
+    const auto press = [diagram](int key) {
+        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
+        QCoreApplication::sendEvent(diagram, &event);
+    };
+    for (int i = 0; i < 3; ++i)
+        press(Qt::Key_Down);
+    press(Qt::Key_Return);
+    QWidget* sheet = nullptr;
+    for (QWidget* child : form.findChildren<QWidget*>())
+        if (child->isWindow() && child->isVisible() && child != &form)
+            sheet = child;
+    if (!sheet)
+        return;
+    QImage picture = form.grab().toImage();
+    QPainter painter(&picture);
+    painter.drawPixmap(sheet->frameGeometry().topLeft() - form.geometry().topLeft(), sheet->grab());
+    painter.end();
+    picture.save(QDir(out).filePath("detail-form-by-keyboard.png"));
+    sheet->close();
+}
+
 void saveMap(TMainForm& form, QTabWidget& tabs, const QString& out) {
     tabs.setCurrentWidget(form.findChild<QWidget*>("TabSheetMapView"));
     ui::TWorldMap* map = form.chartMap();
@@ -162,19 +196,69 @@ void awaitVirusTotal(ui::TEventDetailForm* form) {
         loop.exec();
 }
 
+// The Hierarchy tab's find, focus and tree list on a database of the caller's (a real log).
+int hierarchyScreens(const QString& out, const QString& database, const QString& term, const QString& guid) {
+    QTemporaryDir temp;
+    const QString dbPath = temp.filePath("KelvaneDB");
+    if (!QFile::copy(database, dbPath)) {
+        std::fprintf(stderr, "kelvane-screens: cannot read %s\n", qPrintable(database));
+        return 2;
+    }
+    TSharedResourcesModule settings(temp.filePath("settings.ini"));
+    SharedResourcesModule = &settings;
+    TMainDataModule data;
+    MainDataModule = &data;
+    ui::MessageScript script;
+    {
+        TMainForm form(data, dbPath);
+        form.resize(1400, 860);
+        form.show();
+        form.LoadExistingDataMenuItemClick();
+        auto* tabs = form.findChild<QTabWidget*>("PageControlMain");
+        tabs->setCurrentWidget(form.findChild<QWidget*>("TabSheetProcessHierarchy"));
+        form.SpeedButtonGenerateProcessHierarchyClick();
+        HierarchyBrowser* browser = form.hierarchyBrowser();
+        browser->findBox()->setText(term);
+        save(&form, out, "hierarchy-found");
+        browser->findBox()->clear();
+        form.focusProcessInHierarchy(guid);
+        save(&form, out, "hierarchy-focused");
+        browser->showWholeTree();
+        browser->setMode(1);
+        browser->findBox()->setText(term);
+        save(&form, out, "hierarchy-list");
+        form.close();
+    }
+    MainDataModule = nullptr;
+    SharedResourcesModule = nullptr;
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
     QApplication::setApplicationDisplayName("Kelvane");
     ui::applyDarkTheme(app);
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: kelvane-screens OUTPUT_FOLDER [EVENTS]\n");
-        return 2;
-    }
-    const QString out = QString::fromLocal8Bit(argv[1]);
+    CommandLine commandLine("Imports a generated log and writes pictures of Kelvane's windows into FOLDER.",
+                            {{0, "the pictures are written"}});
+    commandLine.addPositional("FOLDER", "Where the PNG files go.");
+    commandLine.addPositional("EVENTS", "Events in the generated log (20000).", "[EVENTS]");
+    const QCommandLineOption hierarchyOption(
+        "hierarchy",
+        "Only the Hierarchy tab, over a copy of DATABASE: a process found by "
+        "--find, the family of --focus, the tree list.",
+        "DATABASE");
+    const QCommandLineOption findTerm("find", "What the Hierarchy pictures find.", "TERM");
+    const QCommandLineOption focusGuid("focus", "The process GUID the Hierarchy pictures focus on.", "GUID");
+    commandLine.parser().addOptions({hierarchyOption, findTerm, focusGuid});
+    commandLine.process(app, 1, 2);
+    const QString out = commandLine.positional().at(0);
     QDir().mkpath(out);
-    const int events = argc > 2 ? std::atoi(argv[2]) : 20000;
+    if (commandLine.isSet("hierarchy"))
+        return hierarchyScreens(out, commandLine.value("hierarchy"), commandLine.value("find"),
+                                commandLine.value("focus"));
+    const int events = commandLine.positional().size() > 1 ? commandLine.positional().at(1).toInt() : 20000;
 
     QTemporaryDir temp;
     TSharedResourcesModule settings(temp.filePath("settings.ini"));
@@ -212,6 +296,13 @@ int main(int argc, char* argv[]) {
     data.CloseDatabase();
 
     ui::MessageScript script; // no modal box may block the pictures
+    {
+        // The first start: no database yet, the canvas says how to begin.
+        TMainForm first(data, temp.filePath("none/KelvaneDB"));
+        first.resize(1226, 717);
+        first.show();
+        save(&first, out, "main-first-start");
+    }
     TMainForm form(data, dbPath);
     form.resize(1400, 860);
     form.show();
@@ -239,6 +330,7 @@ int main(int argc, char* argv[]) {
     if (!secondGuid.isEmpty() && secondGuid != guid)
         form.cxGridDBColumnImageSessionsPropertiesStartClick(secondGuid);
     save(&form, out, "main-process-view-session");
+    saveSheetOpenedByKeyboard(form, out);
     auto* diagram = form.findChild<ui::TNodeDiagram*>("EventsDiagram");
     diagram->renderToImage().save(QDir(out).filePath("session-diagram-full.png"));
     for (int i = 1; i < tabs->count(); ++i) {
@@ -264,7 +356,8 @@ int main(int argc, char* argv[]) {
     first.setParam("G", guid);
     first.open(data.connection());
     if (!first.eof()) {
-        QWidget* detail = openDetailFormByType(&form, first.value(1).toInt(), first.value(0).toLongLong());
+        QWidget* detail =
+            openDetailFormByType(&form, data, first.value(1).toInt(), first.value(0).toLongLong());
         first.close();
         if (detail)
             save(detail, out, "detail-form");
@@ -275,7 +368,7 @@ int main(int argc, char* argv[]) {
     if (!net.eof()) {
         const qint64 gid = net.value(0).toLongLong();
         net.close();
-        if (QWidget* detail = openDetailFormByType(&form, 3, gid))
+        if (QWidget* detail = openDetailFormByType(&form, data, 3, gid))
             save(detail, out, "detail-form-network");
     }
     net.close();
@@ -286,6 +379,7 @@ int main(int argc, char* argv[]) {
         settings.setVirusTotalKey("0123456789abcdef");
         settings.setVirusTotalToS(true);
         auto* hashForm = new ui::TProcessCreateForm(&form);
+        hashForm->setDataModule(data);
         hashForm->SetQueryParams("ProcessCreate", 0);
         hashForm->grid()->setValue(hashForm->grid()->rowOf("MD5"), "0f1e2d3c4b5a69788796a5b4c3d2e1f0");
         hashForm->setVirusTotalAddress(sample.address());
@@ -295,6 +389,7 @@ int main(int argc, char* argv[]) {
         save(hashForm, out, "virustotal-file");
 
         auto* netForm = new ui::TFormNetworkConnectionDetected(&form);
+        netForm->setDataModule(data);
         netForm->SetQueryParams("NetworkConnectionDetected", 0);
         netForm->grid()->setValue(netForm->grid()->rowOf("DestinationIp"), "8.8.8.8");
         netForm->grid()->setValue(netForm->grid()->rowOf("DestinationHostname"), "www.example.org");
@@ -317,7 +412,7 @@ int main(int argc, char* argv[]) {
         netForm->close();
     }
 
-    auto* session = new ui::TSessionViewForm;
+    auto* session = new ui::TSessionViewForm(data);
     session->setSessionGUID(guid);
     session->show();
     session->resize(900, 700);

@@ -29,6 +29,9 @@ struct SysmonLogOptions {
     // A busy machine where processes start processes: about three events in ten are process creations,
     // most lives are a few events short, and more than half of the new processes have a logged parent.
     bool processTree = false;
+    // Sysmon 15 on every machine: every item of its schema, and the later event types (file deletions,
+    // clipboard, tampering, executable blocking) in the shares they have in real logs.
+    bool modern = false;
 };
 
 class SysmonLogGenerator {
@@ -103,6 +106,7 @@ private:
     void emitPipe(Host& h, const Process& p, int id);
     void emitWmi(Host& h, int id);
     void emitSysmonState(Host& h, int id);
+    void emitModern(Host& h, const Process& p, int id);
 
     SysmonLogOptions m_options;
     genlog::Rng m_rng;
@@ -122,8 +126,8 @@ private:
 namespace genlog {
 
 // Sysmon's schema version of each event id's template.
-inline constexpr int kSysmonEventVersion[23] = {0, 5, 4, 5, 3, 3, 3, 3, 2, 2, 3, 2,
-                                                2, 2, 2, 2, 3, 1, 1, 3, 3, 3, 5};
+inline constexpr int kSysmonEventVersion[30] = {0, 5, 4, 5, 3, 3, 3, 3, 2, 2, 3, 2, 2, 2, 2,
+                                                2, 3, 1, 1, 3, 3, 3, 5, 5, 5, 5, 5, 5, 5, 5};
 
 // Weights, about per 100,000 events, of the types a running process emits; a 19 brings its 20 and 21 along.
 // Process creation and termination are not drawn: they follow from the lengths of the processes' lives.
@@ -131,6 +135,10 @@ inline constexpr std::pair<int, int> kTypeWeights[] = {
     {7, 31500}, {10, 12400}, {13, 12400}, {11, 10400}, {3, 8300}, {22, 6200},
     {12, 5200}, {18, 2100},  {17, 2100},  {2, 1000},   {15, 400}, {9, 300},
     {8, 250},   {14, 250},   {6, 150},    {19, 2},     {4, 1},    {16, 1}};
+// What Sysmon 15 adds to them: file deletions are about one event in twenty of a real log; executable
+// blocking, tampering and clipboard events are rare.
+inline constexpr std::pair<int, int> kModernTypeWeights[] = {{26, 4200}, {23, 1100}, {25, 40}, {27, 25},
+                                                             {29, 25},   {24, 10},   {28, 5}};
 
 } // namespace genlog
 
@@ -247,7 +255,8 @@ inline void SysmonLogGenerator::makeHost(int index) {
         h.netbios = "WKS-" + std::to_string(1001 + index);
         h.name = h.netbios + ".corp.example.com";
     }
-    h.modern = index % 3 != 1; // older Sysmon versions write fewer items and empty rule names
+    // Older Sysmon versions write fewer items and empty rule names.
+    h.modern = m_options.modern || index % 3 != 1;
     static constexpr genlog::HashForm forms[] = {genlog::HashForm::All,  genlog::HashForm::Md5Sha256Imphash,
                                                  genlog::HashForm::All,  genlog::HashForm::Sha256,
                                                  genlog::HashForm::Sha1, genlog::HashForm::Md5Imphash};
@@ -323,14 +332,19 @@ inline int SysmonLogGenerator::drawSpawnExe() {
 }
 
 inline int SysmonLogGenerator::drawType() {
-    static constexpr int total = [] {
-        int sum = 0;
-        for (const auto& [id, weight] : genlog::kTypeWeights)
-            sum += weight;
-        return sum;
-    }();
-    int r = static_cast<int>(m_rng.below(total));
+    static constexpr auto sum = [](const auto& weights) {
+        int total = 0;
+        for (const auto& [id, weight] : weights)
+            total += weight;
+        return total;
+    };
+    static constexpr int total = sum(genlog::kTypeWeights);
+    static constexpr int modernTotal = sum(genlog::kModernTypeWeights);
+    int r = static_cast<int>(m_rng.below(m_options.modern ? total + modernTotal : total));
     for (const auto& [id, weight] : genlog::kTypeWeights)
+        if ((r -= weight) < 0)
+            return id;
+    for (const auto& [id, weight] : genlog::kModernTypeWeights)
         if ((r -= weight) < 0)
             return id;
     return 7;

@@ -43,6 +43,14 @@ inline void SysmonLogGenerator::emit(Host& h, const Process* p, int id) {
     case 20:
     case 21:
         return emitWmi(h, id);
+    case 23:
+    case 24:
+    case 25:
+    case 26:
+    case 27:
+    case 28:
+    case 29:
+        return emitModern(h, *p, id);
     default: // 4, 6, 16
         return emitSysmonState(h, id);
     }
@@ -150,6 +158,45 @@ inline void SysmonLogGenerator::emitFile(Host& h, const Process& p, int id) {
     }
     if (h.modern)
         userItem(h, genlog::kExes[p.exe].account);
+    end();
+}
+
+// The event types of Sysmon 13 and later: deleted, blocked or detected files, the clipboard, tampering.
+inline void SysmonLogGenerator::emitModern(Host& h, const Process& p, int id) {
+    begin(h, id);
+    ruleName(h);
+    itemTime("UtcTime", m_clock);
+    if (id == 24 || id == 25) {
+        processItems(p);
+        if (id == 24) {
+            itemNumber("Session", m_rng.range(1, 3));
+            item("ClientInfo", expanded(h, "user: %U"));
+            m_scratch.clear();
+            genlog::appendHashText(m_scratch, genlog::HashForm::Sha1, genlog::hashDigits(m_rng.next()));
+            item("Hashes", m_scratch);
+            item("Archived", "false");
+        } else {
+            item("Type", m_rng.percent(70) ? "Image is locked for access" : "Image is replaced");
+        }
+        userItem(h, genlog::kExes[p.exe].account);
+        return end();
+    }
+    item("ProcessGuid", p.guid);
+    itemNumber("ProcessId", p.pid);
+    userItem(h, genlog::kExes[p.exe].account);
+    item("Image", p.image);
+    const bool executable = id == 27 || id == 29 || m_rng.percent(8);
+    const std::string target =
+        executable ? expanded(h, R"(C:\Users\%U\AppData\Local\Temp\%R.exe)")
+                   : expanded(h, genlog::kFileTargets[m_rng.below(std::size(genlog::kFileTargets))]);
+    item("TargetFilename", target);
+    m_scratch.clear();
+    genlog::appendHashText(m_scratch, h.hashForm, genlog::hashDigits(genlog::fnv1a(target)));
+    item("Hashes", m_scratch);
+    if (id == 23 || id == 26 || id == 28)
+        item("IsExecutable", executable ? "true" : "false");
+    if (id == 23)
+        item("Archived", executable ? "true" : "false");
     end();
 }
 

@@ -4,6 +4,7 @@
 // - the search of the view: first hits and whole result;
 // and then, in the grid, once the result is in: grouping by Event Type, opening the largest group,
 // opening a detail row, and scrolling from the top to the bottom.
+#include "settings/CommandLine.h"
 #include "store/AllEventsIndex.h"
 #include "store/AllEventsLayout.h"
 #include "store/AllEventsSearch.h"
@@ -61,10 +62,12 @@ void ours(std::span<sql::Database* const> readers, const QString& term) {
 
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: kelvane-allevents-bench-gui KelvaneDB [TERM]\n");
-        return 2;
-    }
+    CommandLine commandLine(
+        "Times the All Events search against the statement as SQLite runs it, and the grid.",
+        {{0, "measured"}});
+    commandLine.addPositional("DATABASE", "A Kelvane database (only read).");
+    commandLine.addPositional("TERM", "A rare search term.", "[TERM]");
+    commandLine.process(app, 1, 2);
     const QString path = QString::fromLocal8Bit(argv[1]);
     const QString rare = argc > 2 ? QString::fromLocal8Bit(argv[2]) : QString("{00000000-DEAD-BEEF");
 

@@ -7,6 +7,7 @@
 #include "SysmonLogBuilder.h"
 #include "import/TImportController.h"
 #include "import/elastic/TElasticImportController.h"
+#include "settings/CommandLine.h"
 #include "store/TMainDataModule.h"
 
 #include <QCoreApplication>
@@ -143,6 +144,11 @@ double peakMegabytes() {
 
 int main(int argc, char* argv[]) {
     QCoreApplication app(argc, argv);
+    CommandLine commandLine("Times the import from a search server against the same events from a log.",
+                            {{0, "measured"}, {1, "the test server did not start"}});
+    commandLine.addPositional("EVENTS", "Documents to serve (100000).", "[EVENTS]");
+    commandLine.addPositional("SHAPE", "agent, 7 or 6: the shipper whose documents are served.", "[SHAPE]");
+    commandLine.process(app, 0, 3);
     const QStringList args = app.arguments();
     if (args.value(1) == "serve")
         return serve(args.value(2).toInt(), Shape(args.value(3).toInt()));

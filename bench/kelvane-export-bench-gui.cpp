@@ -8,6 +8,7 @@
 #include "output/XlsxGridWriter.h"
 #include "output/gui/BandedBitmap.h"
 #include "output/gui/PdfReport.h"
+#include "settings/CommandLine.h"
 #include "store/AllEventsGridDescription.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"
@@ -126,10 +127,13 @@ int exportHierarchy(TMainDataModule& data, const QString& out) {
 
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
-    if (argc < 4 || !QFileInfo(QString::fromLocal8Bit(argv[1])).isFile()) {
-        std::fprintf(stderr, "usage: kelvane-export-bench-gui KelvaneDB html|xlsx|pdf|bmp OUT\n");
-        return 2;
-    }
+    CommandLine commandLine("Times an export against a plain read of the same rows.", {{0, "measured"}});
+    commandLine.addPositional("DATABASE", "A Kelvane database.");
+    commandLine.addPositional("FORMAT", "html, xlsx, pdf, bmp or session.");
+    commandLine.addPositional("OUT", "The file to write.");
+    commandLine.process(app, 3, 3);
+    if (!QFileInfo(QString::fromLocal8Bit(argv[1])).isFile())
+        commandLine.fail(QString::fromLocal8Bit(argv[1]) + ": no such file");
     const QString format = QString::fromLocal8Bit(argv[2]);
     const QString out = QString::fromLocal8Bit(argv[3]);
     TMainDataModule data;

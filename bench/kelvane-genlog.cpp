@@ -1,7 +1,10 @@
 // kelvane-genlog: writes a large synthetic Sysmon log for import benchmarks.
-//   kelvane-genlog [--seed S] [--noroot] [--utf16] [--computers K] [--process-tree] N OUT.xml
+//   kelvane-genlog [--seed S] [--noroot] [--utf16] [--computers K] [--process-tree] [--modern] N OUT.xml
 
 #include "SysmonLogGenerator.h"
+#include "settings/CommandLine.h"
+
+#include <QCoreApplication>
 
 #include <chrono>
 #include <cstdio>
@@ -13,9 +16,8 @@
 namespace {
 
 int usage() {
-    std::fprintf(
-        stderr,
-        "usage: kelvane-genlog [--seed S] [--noroot] [--utf16] [--computers K] [--process-tree] N OUT.xml\n");
+    std::fprintf(stderr, "usage: kelvane-genlog [--seed S] [--noroot] [--utf16] [--computers K] "
+                         "[--process-tree] [--modern] N OUT.xml\n");
     return 2;
 }
 
@@ -28,6 +30,19 @@ bool parseNumber(const char* text, std::uint64_t& value) {
 } // namespace
 
 int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    kelvane::CommandLine commandLine("Writes a realistic Sysmon log of N events.",
+                                     {{0, "the log is written"}, {1, "the log could not be written"}});
+    QCommandLineParser& parser = commandLine.parser();
+    parser.addOptions({{"seed", "Seed of the generator.", "S"},
+                       {"noroot", "No <Events> root element."},
+                       {"utf16", "Write UTF-16 with a byte order mark."},
+                       {"computers", "Computers the events come from (1 to 10000).", "K"},
+                       {"process-tree", "A busy machine where processes start processes."},
+                       {"modern", "Sysmon 15 on every machine, with its later event types."}});
+    commandLine.addPositional("N", "Events to write.");
+    commandLine.addPositional("OUT", "The log file to write.");
+    commandLine.process(app, 2, 2);
     kelvane::SysmonLogOptions options;
     std::string out;
     bool haveCount = false;
@@ -38,6 +53,8 @@ int main(int argc, char** argv) {
             options.withRoot = false;
         } else if (arg == "--process-tree") {
             options.processTree = true;
+        } else if (arg == "--modern") {
+            options.modern = true;
         } else if (arg == "--utf16") {
             options.utf16 = true;
         } else if (arg == "--seed" || arg == "--computers") {

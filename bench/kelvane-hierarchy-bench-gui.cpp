@@ -3,24 +3,34 @@
 // busy machine can be compared. Then, per round: the tree alone, the click on the generate button until
 // the diagram is laid out and painted, scroll and fit-to-window frames, and the peak memory. With a
 // FOLDER, pictures of the far right end of the drawing and of the fitted drawing are saved there.
+// After the drawing, the ways around it: find as one types, fold all and unfold, focus on a family and
+// back, computer roots, and the tree list's opening, expanding its biggest node and sorting it.
+#include "settings/CommandLine.h"
 #include "store/ProcessHierarchy.h"
+#include "store/ProcessTreeIndex.h"
+#include "store/ProcessTreeModel.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/TNodeDiagram.h"
+#include "views/HierarchyBrowser.h"
 #include "views/TMainForm.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QLineEdit>
 #include <QScrollBar>
 #include <QTabWidget>
 #include <QToolButton>
+#include <QTreeView>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <functional>
 #include <vector>
 
 using namespace kelvane;
@@ -59,14 +69,127 @@ void printFrames(const char* what, std::vector<double> frames) {
                 frames[frames.size() / 2], frames.back(), frames.size());
 }
 
+// Resident memory now, in MB.
+double residentMb() {
+    long pages = 0, resident = 0;
+    if (FILE* statm = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(statm, "%ld %ld", &pages, &resident) != 2)
+            resident = 0;
+        std::fclose(statm);
+    }
+    return resident * (sysconf(_SC_PAGESIZE) / 1048576.0);
+}
+
+// Times one step, until what it changed is painted.
+void timed(const char* what, const std::function<void()>& step, QWidget* painted, const QString& note = {}) {
+    QElapsedTimer timer;
+    timer.start();
+    const double cpu = cpuMs();
+    step();
+    painted->repaint();
+    std::printf("  %-34s %8.1f ms, cpu %6.1f ms, resident %4.0f MB%s\n", what, msSince(timer), cpuMs() - cpu,
+                residentMb(), note.isEmpty() ? "" : qPrintable(" (" + note + ")"));
+}
+
+// Find, fold, focus, computer roots and the tree list, on the tree the generate button drew.
+void navigation(TMainForm& form, ui::TNodeDiagram* diagram) {
+    HierarchyBrowser* browser = form.hierarchyBrowser();
+    const ProcessTreeIndex& tree = *browser->shownTree();
+    QWidget* view = diagram->viewport();
+
+    std::printf("  resident after generating: %.0f MB\n", residentMb());
+    // The search alone, then each keystroke: the search, the first match selected, centred, painted.
+    std::vector<double> keys;
+    for (const QString& term : {QString("svchost.exe"), QString("powershell -enc"), QString("zzqxj")})
+        for (qsizetype n = 1; n <= term.size(); ++n) {
+            QElapsedTimer timer;
+            timer.start();
+            const auto found = tree.find(term.left(n));
+            keys.push_back(msSince(timer) + found.size() * 0);
+        }
+    printFrames("find alone, per prefix", keys);
+    keys.clear();
+    for (const QString& term : {QString("svchost.exe"), QString("powershell -enc"), QString("zzqxj")}) {
+        browser->findBox()->clear();
+        for (const QChar c : term) {
+            QElapsedTimer timer;
+            timer.start();
+            browser->findBox()->insert(QString(c));
+            view->repaint();
+            keys.push_back(msSince(timer));
+        }
+        std::printf("  find \"%s\": %d matches\n", qPrintable(term), browser->matchCount());
+    }
+    printFrames("find, per keystroke", keys);
+    keys.clear();
+    for (int i = 0; i < 20; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        browser->findNext();
+        view->repaint();
+        keys.push_back(msSince(timer));
+    }
+    printFrames("next match", keys);
+    browser->findBox()->clear();
+
+    timed(
+        "fold below depth 1 (all folded)", [&] { browser->foldBelow(1); }, view);
+    timed(
+        "unfold all", [&] { browser->unfoldAll(); }, view);
+    timed(
+        "fold below depth 3", [&] { browser->foldBelow(3); }, view);
+    browser->unfoldAll();
+
+    // The family of the process with the most descendants among the root's grandchildren.
+    int chosen = -1;
+    for (const int top : tree.children(0))
+        for (const int child : tree.children(top))
+            if (chosen < 0 || tree.childCount(child) > tree.childCount(chosen))
+                chosen = child;
+    if (chosen > 0) {
+        const QString guid = QString::fromUtf8(tree.node(chosen).guid);
+        timed(
+            "focus on a family", [&] { browser->focusOnGuid(guid); }, view,
+            QString("%1 children").arg(tree.childCount(chosen)));
+        timed(
+            "back to the whole tree", [&] { browser->showWholeTree(); }, view);
+    }
+    timed(
+        "by computer", [&] { browser->setByComputer(true); }, view);
+    timed(
+        "and back", [&] { browser->setByComputer(false); }, view);
+
+    QTreeView* list = browser->treeList();
+    timed(
+        "tree list: open", [&] { browser->setMode(1); }, list->viewport());
+    int biggest = 0;
+    for (int i = 1; i < browser->shownTree()->size(); ++i)
+        if (browser->shownTree()->childCount(i) > browser->shownTree()->childCount(biggest) || biggest == 0)
+            biggest = i;
+    const int children = browser->shownTree()->childCount(biggest);
+    timed(
+        "tree list: expand the biggest node",
+        [&] { browser->selectNode(browser->shownTree()->children(biggest).back(), true); }, list->viewport(),
+        QString("%1 children").arg(children));
+    timed(
+        "tree list: sort by command line",
+        [&] { list->sortByColumn(ProcessTreeModel::CommandLine, Qt::AscendingOrder); }, list->viewport());
+    list->sortByColumn(-1, Qt::AscendingOrder);
+    browser->setMode(0);
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
-    if (argc < 2 || !QFileInfo(QString::fromLocal8Bit(argv[1])).isFile()) {
-        std::fprintf(stderr, "usage: kelvane-hierarchy-bench-gui KelvaneDB [ROUNDS [FOLDER]]\n");
-        return 2;
-    }
+    CommandLine commandLine("Times the Hierarchy tab against a plain read of ProcessCreate (only reads).",
+                            {{0, "measured"}});
+    commandLine.addPositional("DATABASE", "A Kelvane database.");
+    commandLine.addPositional("ROUNDS", "Rounds (3).", "[ROUNDS");
+    commandLine.addPositional("FOLDER", "Where pictures go.", "[FOLDER]]");
+    commandLine.process(app, 1, 3);
+    if (!QFileInfo(QString::fromLocal8Bit(argv[1])).isFile())
+        commandLine.fail(QString::fromLocal8Bit(argv[1]) + ": no such file");
     const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 3;
     // Nothing is written: the hierarchy only reads.
     TMainDataModule data;
@@ -88,9 +211,12 @@ int main(int argc, char* argv[]) {
         QElapsedTimer timer;
         timer.start();
         double cpu = cpuMs();
-        const ProcessHierarchy tree = ProcessHierarchy::generate(data);
-        std::printf("  %-34s %8.0f ms, cpu %6.0f ms (%d nodes)\n", "tree alone", msSince(timer),
-                    cpuMs() - cpu, tree.size());
+        {
+            // Freed before the tab makes its own.
+            const ProcessHierarchy tree = ProcessHierarchy::generate(data);
+            std::printf("  %-34s %8.0f ms, cpu %6.0f ms (%d nodes)\n", "tree alone", msSince(timer),
+                        cpuMs() - cpu, tree.size());
+        }
 
         timer.restart();
         cpu = cpuMs();
@@ -145,6 +271,7 @@ int main(int argc, char* argv[]) {
         }
         diagram->setZoomToFit(false);
         printFrames("repaint while fitted", frames);
+        navigation(form, diagram);
     }
 
     if (argc > 3) {

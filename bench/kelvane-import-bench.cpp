@@ -1,6 +1,7 @@
 // Measures one import: kelvane-import-bench LOG.xml [DB]. Prints events/s and the process's peak
 // resident memory, so that speed and memory targets are checked here and not in unit tests.
 #include "import/TImportController.h"
+#include "settings/CommandLine.h"
 #include "store/TMainDataModule.h"
 
 #include <QCoreApplication>
@@ -17,11 +18,11 @@ using namespace kelvane;
 
 int main(int argc, char* argv[]) {
     QCoreApplication app(argc, argv);
+    CommandLine commandLine("Times one import; prints events/s and peak memory.", {{0, "measured"}});
+    commandLine.addPositional("LOG", "A Sysmon log.");
+    commandLine.addPositional("DB", "The database to build (a temporary one).", "[DB]");
+    commandLine.process(app, 1, 2);
     const QStringList args = app.arguments();
-    if (args.size() < 2) {
-        std::fprintf(stderr, "usage: kelvane-import-bench LOG.xml [DB]\n");
-        return 2;
-    }
     QTemporaryDir dir;
     const QString dbPath = args.size() > 2 ? args.at(2) : dir.filePath("KelvaneDB");
     QFile::remove(dbPath);

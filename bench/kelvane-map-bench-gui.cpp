@@ -6,6 +6,7 @@
 // 3. A click on a country until its grid has painted its rows.
 // A fixed CPU task runs first and last as the reference of this run, since the machine's speed varies.
 #include "CountryFill.h"
+#include "settings/CommandLine.h"
 #include "store/DestinationCountries.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/TWorldMap.h"
@@ -78,10 +79,9 @@ template <class Step> Frames frames(ui::TWorldMap* map, int count, Step step) {
 
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: kelvane-map-bench-gui KelvaneDB\n");
-        return 2;
-    }
+    CommandLine commandLine("Times the map view over a copy of a database.", {{0, "measured"}});
+    commandLine.addPositional("DATABASE", "A Kelvane database.");
+    commandLine.process(app, 1, 1);
     std::printf("reference (sort of 2M integers):   %.0f ms\n", referenceMs());
     QTemporaryDir temp;
     const QString dbPath = temp.filePath("KelvaneDB");

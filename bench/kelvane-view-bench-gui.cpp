@@ -1,6 +1,7 @@
 // Measures the main window over a big database: kelvane-view-bench-gui KelvaneDB.
 // 1. "Load existing data" until the process view has painted its images list.
 // 2. A session of up to 1000 events, from the click until the diagram has painted it.
+#include "settings/CommandLine.h"
 #include "store/SessionEvents.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/TLinkGrid.h"
@@ -22,10 +23,11 @@ using namespace kelvane;
 
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: kelvane-view-bench-gui KelvaneDB\n");
-        return 2;
-    }
+    CommandLine commandLine(
+        "Times Load existing data and a 1000-event session in the main window (on a copy).",
+        {{0, "measured"}});
+    commandLine.addPositional("DATABASE", "A Kelvane database.");
+    commandLine.process(app, 1, 1);
     // The bench adds a session of its own: it works on a copy.
     QTemporaryDir temp;
     const QString dbPath = temp.filePath("KelvaneDB");

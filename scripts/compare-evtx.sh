@@ -2,9 +2,10 @@
 # Imports every .evtx file under a folder and the XML export beside it (same name, .xml), and compares the
 # two databases table by table and row by row (sqlite3 .dump). Prints one line per file and a summary;
 # exits 1 when any pair differs.
-#   scripts/compare-evtx.sh [FOLDER] [BUILD_DIR]
+#   scripts/compare-evtx.sh FOLDER [BUILD_DIR]
 set -uo pipefail
-folder=${1:-/work/shared/corpus/evtx}
+[ $# -ge 1 ] && [ -d "$1" ] || { echo "usage: $0 FOLDER [BUILD_DIR] (a folder of .evtx files with their XML exports)"; exit 2; }
+folder=${1%/}
 build=${2:-$(dirname "$0")/../build}
 import="$build/bin/kelvane-import"
 [ -x "$import" ] || { echo "build kelvane-import first ($import)"; exit 2; }

@@ -1,5 +1,11 @@
 #include "details/DetailFormLayouts.h"
 
+#include "store/EventCatalogue.h"
+
+#include <deque>
+#include <iterator>
+#include <vector>
+
 namespace kelvane::detailforms {
 namespace {
 
@@ -251,14 +257,49 @@ constexpr DetailFormLayout kForms[] = {
     {"TDNSQueryForm", "DNSQuery", 364, 461, 0, 0, 145, true, false, kDNSQuery},
 };
 
+// The sheet of a later type: time, rule name and a row per item, in the catalogue's order. A session GUID
+// opens its session, split hashes ask VirusTotal, as on the older sheets.
+DetailFormLayout derivedLayout(const EventTypeInfo& type) {
+    static std::deque<std::vector<DetailRowLayout>> rowLists;
+    std::vector<DetailRowLayout> rows{{"UtcTime", "UTC time"}, {"RuleName", "RuleName"}};
+    bool hashes = false;
+    for (const char* item : type.items) {
+        const std::string_view name(item);
+        if (name == "Hashes" && catalogue::columnOfItem(type, "MD5")) {
+            hashes = true;
+            for (const char* hash : {"MD5", "SHA1", "SHA256"})
+                rows.push_back({hash, hash, A::Hash});
+        } else if (name.ends_with("ProcessGuid")) {
+            rows.push_back({item, catalogue::itemCaption(item), A::Session, RowFlag::None, kSessionHint});
+        } else {
+            const bool long_ = name == "Configuration" || name == "Description" || name == "TargetFilename";
+            rows.push_back({item, catalogue::itemCaption(item), A::None, long_ ? MultiLine : RowFlag::None});
+        }
+    }
+    rowLists.push_back(std::move(rows));
+    return {type.detailForm, type.table, hashes ? 562 : 364, hashes ? 548 : 461, 0, 0, 108,
+            false,           hashes,     rowLists.back()};
+}
+
+const std::vector<DetailFormLayout>& allForms() {
+    static const std::vector<DetailFormLayout> forms = [] {
+        std::vector<DetailFormLayout> list(std::begin(kForms), std::end(kForms));
+        for (const EventTypeInfo& type : catalogue::types())
+            if (!type.firstLayout)
+                list.push_back(derivedLayout(type));
+        return list;
+    }();
+    return forms;
+}
+
 } // namespace
 
 std::span<const DetailFormLayout> layouts() {
-    return kForms;
+    return allForms();
 }
 
 const DetailFormLayout* layout(std::string_view className) {
-    for (const auto& form : kForms)
+    for (const auto& form : allForms())
         if (className == form.className)
             return &form;
     return nullptr;

@@ -48,7 +48,7 @@ struct DetailFormLayout {
 
 namespace detailforms {
 
-// The nineteen forms, in order of event type.
+// The nineteen forms of the first layout in order of event type, then those of the later types.
 std::span<const DetailFormLayout> layouts();
 // By class name (TProcessCreateForm); nullptr for an unknown name.
 const DetailFormLayout* layout(std::string_view className);

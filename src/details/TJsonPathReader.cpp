@@ -1,5 +1,8 @@
 #include "details/TJsonPathReader.h"
 
+#include <simdjson.h>
+
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -13,9 +16,6 @@ constexpr int kMaxDepth = 256;
 bool isBlank(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 int hexValue(char c) {
     if (c >= '0' && c <= '9')
@@ -27,194 +27,119 @@ int hexValue(char c) {
     return -1;
 }
 
+std::string_view trimmed(std::string_view text) {
+    while (!text.empty() && isBlank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+// Where a value stands in the text it was read from (objects and arrays are read to their end).
+std::string_view rawText(simdjson::ondemand::value value) {
+    switch (value.type().value()) {
+    case simdjson::ondemand::json_type::object: {
+        simdjson::ondemand::object object = value.get_object();
+        return object.raw_json();
+    }
+    case simdjson::ondemand::json_type::array: {
+        simdjson::ondemand::array array = value.get_array();
+        return array.raw_json();
+    }
+    default:
+        return value.raw_json_token();
+    }
+}
+
 } // namespace
 
+// Checks the document with simdjson, then walks it to note where each value stands in the text: each
+// object and array is walked on its own text, by a parser of its depth.
 class TJsonPathReader::Parser {
 public:
-    Parser(const QByteArray& text, std::vector<Node>& nodes) : m_text(text), m_nodes(nodes) {}
+    Parser(QByteArray& text, std::vector<Node>& nodes) : m_text(text), m_nodes(nodes) {}
 
     void run() {
-        skipBlanks();
-        parseValue(0);
-        skipBlanks();
-        if (m_pos != m_text.size())
-            fail("unexpected text after the document");
+        const auto size = static_cast<size_t>(m_text.size());
+        // simdjson reads a little past the end of what it is given.
+        m_text.reserve(m_text.size() + qsizetype(simdjson::SIMDJSON_PADDING));
+        m_padded = m_text.constData() + m_text.capacity();
+        simdjson::dom::parser checker;
+        simdjson::dom::element root;
+        if (const auto error = checker.parse(m_text.constData(), size).get(root))
+            fail(simdjson::error_message(error));
+        build(std::string_view(m_text.constData(), size), 0);
     }
 
 private:
-    [[noreturn]] void fail(const char* what) const {
-        throw std::runtime_error(std::string("The answer is not valid JSON: ") + what + " at byte " +
-                                 std::to_string(m_pos));
-    }
-    char peek() const { return m_pos < m_text.size() ? m_text[m_pos] : '\0'; }
-    bool atEnd() const { return m_pos >= m_text.size(); }
-    void skipBlanks() {
-        while (!atEnd() && isBlank(m_text[m_pos]))
-            ++m_pos;
-    }
-    void expectWord(const char* word) {
-        for (const char* c = word; *c; ++c, ++m_pos)
-            if (atEnd() || m_text[m_pos] != *c)
-                fail("unknown word");
+    [[noreturn]] static void fail(const char* what) {
+        throw std::runtime_error(std::string("The answer is not valid JSON: ") + what);
     }
 
-    int add(Kind kind) {
-        m_nodes.push_back(Node{kind, m_pos, m_pos, {}, {}});
-        return static_cast<int>(m_nodes.size() - 1);
-    }
-
-    int parseValue(int depth) {
+    int build(std::string_view raw, int depth) {
         if (depth > kMaxDepth)
             fail("nesting too deep");
-        if (atEnd())
+        raw = trimmed(raw);
+        if (raw.empty())
             fail("missing value");
-        const char c = peek();
-        int node;
-        if (c == '{') {
-            node = add(Kind::Object);
-            parseObject(node, depth);
-        } else if (c == '[') {
-            node = add(Kind::Array);
-            parseArray(node, depth);
-        } else if (c == '"') {
-            node = add(Kind::String);
-            skipString();
-        } else if (c == '-' || isDigit(c)) {
-            node = add(Kind::Number);
-            skipNumber();
-        } else if (c == 't') {
-            node = add(Kind::True);
-            expectWord("true");
-        } else if (c == 'f') {
-            node = add(Kind::False);
-            expectWord("false");
-        } else if (c == 'n') {
-            node = add(Kind::Null);
-            expectWord("null");
-        } else {
-            fail("unexpected character");
+        Kind kind = Kind::Number;
+        switch (raw.front()) {
+        case '{':
+            kind = Kind::Object;
+            break;
+        case '[':
+            kind = Kind::Array;
+            break;
+        case '"':
+            kind = Kind::String;
+            break;
+        case 't':
+            kind = Kind::True;
+            break;
+        case 'f':
+            kind = Kind::False;
+            break;
+        case 'n':
+            kind = Kind::Null;
+            break;
+        default:
+            break;
         }
-        m_nodes[static_cast<size_t>(node)].end = m_pos;
+        const qsizetype begin = raw.data() - m_text.constData();
+        m_nodes.push_back(Node{kind, begin, begin + qsizetype(raw.size()), {}, {}});
+        const int node = static_cast<int>(m_nodes.size() - 1);
+        if (kind != Kind::Object && kind != Kind::Array)
+            return node;
+        if (m_parsers.size() <= size_t(depth))
+            m_parsers.resize(size_t(depth) + 1);
+        if (!m_parsers[size_t(depth)])
+            m_parsers[size_t(depth)] = std::make_unique<simdjson::ondemand::parser>();
+        const size_t room = size_t(m_padded - raw.data());
+        try {
+            auto document = m_parsers[size_t(depth)]->iterate(raw.data(), raw.size(), room);
+            if (kind == Kind::Object) {
+                for (auto field : document.get_object()) {
+                    const QString name = QString::fromUtf8(std::string_view(field.unescaped_key()));
+                    const int child = build(rawText(field.value()), depth + 1);
+                    m_nodes[size_t(node)].children.push_back(child);
+                    m_nodes[size_t(node)].names.push_back(name);
+                }
+            } else {
+                for (auto element : document.get_array()) {
+                    const int child = build(rawText(element.value()), depth + 1);
+                    m_nodes[size_t(node)].children.push_back(child);
+                }
+            }
+        } catch (const simdjson::simdjson_error& e) {
+            fail(e.what());
+        }
         return node;
     }
 
-    void parseObject(int node, int depth) {
-        ++m_pos; // {
-        skipBlanks();
-        if (peek() == '}') {
-            ++m_pos;
-            return;
-        }
-        for (;;) {
-            skipBlanks();
-            if (peek() != '"')
-                fail("expected a member name");
-            const qsizetype nameBegin = m_pos;
-            skipString();
-            const QString name = unescape(m_text.mid(nameBegin, m_pos - nameBegin));
-            skipBlanks();
-            if (peek() != ':')
-                fail("expected ':'");
-            ++m_pos;
-            skipBlanks();
-            const int child = parseValue(depth + 1);
-            m_nodes[static_cast<size_t>(node)].children.push_back(child);
-            m_nodes[static_cast<size_t>(node)].names.push_back(name);
-            skipBlanks();
-            if (peek() == ',') {
-                ++m_pos;
-                continue;
-            }
-            if (peek() == '}') {
-                ++m_pos;
-                return;
-            }
-            fail("expected ',' or '}'");
-        }
-    }
-
-    void parseArray(int node, int depth) {
-        ++m_pos; // [
-        skipBlanks();
-        if (peek() == ']') {
-            ++m_pos;
-            return;
-        }
-        for (;;) {
-            skipBlanks();
-            const int child = parseValue(depth + 1);
-            m_nodes[static_cast<size_t>(node)].children.push_back(child);
-            skipBlanks();
-            if (peek() == ',') {
-                ++m_pos;
-                continue;
-            }
-            if (peek() == ']') {
-                ++m_pos;
-                return;
-            }
-            fail("expected ',' or ']'");
-        }
-    }
-
-    void skipString() {
-        ++m_pos; // opening quote
-        while (!atEnd()) {
-            const char c = m_text[m_pos];
-            if (c == '"') {
-                ++m_pos;
-                return;
-            }
-            if (static_cast<unsigned char>(c) < 0x20)
-                fail("control character in a string");
-            if (c == '\\') {
-                ++m_pos;
-                if (atEnd())
-                    break;
-                const char e = m_text[m_pos];
-                if (e == 'u') {
-                    for (int i = 1; i <= 4; ++i)
-                        if (m_pos + i >= m_text.size() || hexValue(m_text[m_pos + i]) < 0)
-                            fail("bad \\u escape");
-                    m_pos += 4;
-                } else if (!QByteArrayView("\"\\/bfnrt").contains(e)) {
-                    fail("bad escape");
-                }
-            }
-            ++m_pos;
-        }
-        fail("unterminated string");
-    }
-
-    void skipDigits() {
-        if (!isDigit(peek()))
-            fail("expected a digit");
-        while (isDigit(peek()))
-            ++m_pos;
-    }
-
-    void skipNumber() {
-        if (peek() == '-')
-            ++m_pos;
-        if (peek() == '0')
-            ++m_pos;
-        else
-            skipDigits();
-        if (peek() == '.') {
-            ++m_pos;
-            skipDigits();
-        }
-        if (peek() == 'e' || peek() == 'E') {
-            ++m_pos;
-            if (peek() == '+' || peek() == '-')
-                ++m_pos;
-            skipDigits();
-        }
-    }
-
-    const QByteArray& m_text;
+    QByteArray& m_text;
     std::vector<Node>& m_nodes;
-    qsizetype m_pos = 0;
+    const char* m_padded = nullptr;
+    std::vector<std::unique_ptr<simdjson::ondemand::parser>> m_parsers;
 };
 
 void TJsonPathReader::reset() {

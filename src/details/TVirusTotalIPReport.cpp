@@ -87,7 +87,7 @@ QString compact(const QJsonObject& object) {
 template <class Item> QJsonArray jsonArray(const std::vector<Item>& items) {
     QJsonArray array;
     for (const Item& item : items)
-        array.append(QJsonDocument::fromJson(item.ToJsonString().toUtf8()).object());
+        array.append(item.toJson());
     return array;
 }
 
@@ -156,8 +156,12 @@ TResolutionsClass TResolutionsClass::read(const TJsonPathReader& reader, int nod
     return item;
 }
 
+QJsonObject TResolutionsClass::toJson() const {
+    return QJsonObject{{"hostname", FHostname}, {"last_resolved", isoText(FLast_resolved)}};
+}
+
 QString TResolutionsClass::ToJsonString() const {
-    return compact({{"hostname", FHostname}, {"last_resolved", isoText(FLast_resolved)}});
+    return compact(toJson());
 }
 
 std::unique_ptr<TResolutionsClass> TResolutionsClass::FromJsonString(const QString& AJsonString) {
@@ -173,9 +177,13 @@ TDetected_urlsClass TDetected_urlsClass::read(const TJsonPathReader& reader, int
     return item;
 }
 
+QJsonObject TDetected_urlsClass::toJson() const {
+    return QJsonObject{
+        {"positives", FPositives}, {"scan_date", isoText(FScan_date)}, {"total", FTotal}, {"url", FUrl}};
+}
+
 QString TDetected_urlsClass::ToJsonString() const {
-    return compact(
-        {{"positives", FPositives}, {"scan_date", isoText(FScan_date)}, {"total", FTotal}, {"url", FUrl}});
+    return compact(toJson());
 }
 
 std::unique_ptr<TDetected_urlsClass> TDetected_urlsClass::FromJsonString(const QString& AJsonString) {
@@ -189,9 +197,13 @@ void TDatedSampleClass::readFrom(const TJsonPathReader& reader, int node) {
     FTotal = floatField(reader, node, "total");
 }
 
+QJsonObject TDatedSampleClass::toJson() const {
+    return QJsonObject{
+        {"date", isoText(FDate)}, {"positives", FPositives}, {"sha256", FSha256}, {"total", FTotal}};
+}
+
 QString TDatedSampleClass::ToJsonString() const {
-    return compact(
-        {{"date", isoText(FDate)}, {"positives", FPositives}, {"sha256", FSha256}, {"total", FTotal}});
+    return compact(toJson());
 }
 
 void TReferrerSampleClass::readFrom(const TJsonPathReader& reader, int node) {
@@ -200,8 +212,12 @@ void TReferrerSampleClass::readFrom(const TJsonPathReader& reader, int node) {
     FTotal = floatField(reader, node, "total");
 }
 
+QJsonObject TReferrerSampleClass::toJson() const {
+    return QJsonObject{{"positives", FPositives}, {"sha256", FSha256}, {"total", FTotal}};
+}
+
 QString TReferrerSampleClass::ToJsonString() const {
-    return compact({{"positives", FPositives}, {"sha256", FSha256}, {"total", FTotal}});
+    return compact(toJson());
 }
 
 #define KELVANE_SAMPLE_FROM_JSON(Name)                                                                       \

@@ -2,6 +2,7 @@
 
 #include "store/DateTime.h"
 
+#include <QJsonObject>
 #include <QString>
 
 #include <memory>
@@ -22,6 +23,7 @@ public:
     const QString& hostname() const { return FHostname; }
     const DateTime& last_resolved() const { return FLast_resolved; }
     QString ToJsonString() const;
+    QJsonObject toJson() const;
     static std::unique_ptr<TResolutionsClass> FromJsonString(const QString& AJsonString);
     static TResolutionsClass read(const TJsonPathReader& reader, int node);
 
@@ -37,6 +39,7 @@ public:
     double total() const { return FTotal; }
     const QString& url() const { return FUrl; }
     QString ToJsonString() const;
+    QJsonObject toJson() const;
     static std::unique_ptr<TDetected_urlsClass> FromJsonString(const QString& AJsonString);
     static TDetected_urlsClass read(const TJsonPathReader& reader, int node);
 
@@ -55,6 +58,7 @@ public:
     const QString& sha256() const { return FSha256; }
     double total() const { return FTotal; }
     QString ToJsonString() const;
+    QJsonObject toJson() const;
 
 protected:
     void readFrom(const TJsonPathReader& reader, int node);
@@ -73,6 +77,7 @@ public:
     const QString& sha256() const { return FSha256; }
     double total() const { return FTotal; }
     QString ToJsonString() const;
+    QJsonObject toJson() const;
 
 protected:
     void readFrom(const TJsonPathReader& reader, int node);

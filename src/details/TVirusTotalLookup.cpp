@@ -76,10 +76,7 @@ bool TVirusTotalLookup::keyIsSet(const QString& key) {
 }
 
 QString TVirusTotalLookup::readKey() const {
-    if (m_keySource)
-        return m_keySource();
-    return SharedResourcesModule ? SharedResourcesModule->VirusTotalKey()
-                                 : QString::fromLatin1(TSharedResourcesModule::kNoKey);
+    return m_keySource ? m_keySource() : QString::fromLatin1(TSharedResourcesModule::kNoKey);
 }
 
 bool TVirusTotalLookup::start(Kind kind, const QString& subject) {

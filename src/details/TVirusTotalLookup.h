@@ -28,7 +28,7 @@ public:
     explicit TVirusTotalLookup(const QString& baseUrl = TVirusTotalClient::kDefaultBaseUrl,
                                QObject* parent = nullptr);
 
-    // Where the key is read, anew at each use; by default the program's settings store.
+    // Where the key is read, anew at each use; without one there is no key.
     void setKeySource(std::function<QString()> source) { m_keySource = std::move(source); }
     TVirusTotalClient& client() { return *m_client; }
     bool busy() const { return m_client->busy(); }

@@ -399,7 +399,10 @@ std::optional<QString> errorMessageV3(const QByteArray& body) {
     } catch (const std::exception&) {
         return std::nullopt;
     }
-    return read(reader, "$.error.message");
+    // The server's words as it wrote them: its quotes come escaped in the JSON text.
+    if (!reader.tryPath("$.error.message"))
+        return std::nullopt;
+    return reader.value();
 }
 
 } // namespace vtreports

@@ -73,10 +73,43 @@ void ImportReport::finished(qint64 eventsCount) {
             return;
         m_modalResult = Ok;
         m_label = QString("Done! Imported %1 Events").arg(eventsCount);
-        if (const qint64 skipped = m_recordsSkipped.load(); skipped > 0)
-            m_label += QString("\n%1 damaged records were skipped").arg(skipped);
+        for (const QString& line : lossLines(m_losses))
+            m_label += '\n' + line;
     }
     emit changed();
+}
+
+ReadLosses ImportReport::readLosses() const {
+    std::lock_guard lock(m_mutex);
+    return m_losses;
+}
+
+void ImportReport::setReadLosses(const ReadLosses& losses) {
+    std::lock_guard lock(m_mutex);
+    m_losses = losses;
+}
+
+QStringList ImportReport::lossLines(const ReadLosses& l) {
+    QStringList lines;
+    if (l.recordsDamaged)
+        lines << QString("%1 damaged records could not be read and were skipped").arg(l.recordsDamaged);
+    if (l.recordsStale)
+        lines << QString("%1 stale records (older data outside their chunk's records) were left out")
+                     .arg(l.recordsStale);
+    if (l.recordsRepeated)
+        lines
+            << QString("%1 repeated records (read before in the file) were left out").arg(l.recordsRepeated);
+    if (l.chunksCut)
+        lines << (l.recordsCut ? QString("The file is cut off: %1 records of its last chunk are missing")
+                                     .arg(l.recordsCut)
+                               : QString("The file is cut off inside a chunk"));
+    if (l.chunksChecksumFailed)
+        lines << QString("%1 chunks failed their checksum; %2 imported events come from them")
+                     .arg(l.chunksChecksumFailed)
+                     .arg(l.recordsFromFailedChunks);
+    if (l.chunksWithoutSignature)
+        lines << QString("%1 chunks with a damaged signature were recovered").arg(l.chunksWithoutSignature);
+    return lines;
 }
 
 void ImportReport::setModalResult(int result) {

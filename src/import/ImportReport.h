@@ -1,5 +1,7 @@
 #pragma once
 
+#include "import/ReadLosses.h"
+
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -27,9 +29,11 @@ public:
     QString labelMessage() const;
     QString statusBarLog() const;
     int dateFailures() const { return m_dateFailures; }
-    // Damaged records of an .evtx file that were left out; the done text says how many.
-    qint64 recordsSkipped() const { return m_recordsSkipped; }
-    void setRecordsSkipped(qint64 count) { m_recordsSkipped = count; }
+    // What the reader left out of the log, or cannot vouch for; the done text tells it line by line.
+    ReadLosses readLosses() const;
+    void setReadLosses(const ReadLosses& losses);
+    // The lines that tell the losses, one per kind of loss (none when nothing was lost).
+    static QStringList lossLines(const ReadLosses& losses);
 
     // A failure of the worker itself: its text joins ErrorMessage, the result becomes abort.
     void workerFailed(const QString& text);
@@ -53,7 +57,7 @@ private:
     QString m_label = kStartText;
     QString m_status;
     std::atomic<int> m_dateFailures{0};
-    std::atomic<qint64> m_recordsSkipped{0};
+    ReadLosses m_losses;
 };
 
 } // namespace kelvane

@@ -2,61 +2,15 @@
 
 #include "import/DnsStatusMessages.h"
 #include "import/ImportReport.h"
-#include "import/TIPGeolocator.h"
 #include "import/ValueConversions.h"
 #include "store/EventCatalogue.h"
 #include "store/TDatasetSource.h"
 #include "store/TTableDataset.h"
 
 #include <algorithm>
-#include <initializer_list>
 
 namespace kelvane {
 namespace {
-
-constexpr const char* kNL = "\r\n";
-
-// The data items each type carries besides UtcTime and RuleName.
-struct TypeItems {
-    int id;
-    std::initializer_list<const char*> items;
-};
-
-const TypeItems kTypeItems[] = {
-    {1,
-     {"ProcessGuid", "ProcessId", "Image", "CommandLine", "CurrentDirectory", "User", "LogonGuid", "LogonId",
-      "TerminalSessionId", "IntegrityLevel", "Hashes", "ParentProcessGuid", "ParentProcessId", "ParentImage",
-      "ParentCommandLine", "OriginalFileName"}},
-    {2,
-     {"ProcessGuid", "ProcessId", "Image", "TargetFilename", "CreationUtcTime", "PreviousCreationUtcTime"}},
-    {3,
-     {"ProcessGuid", "ProcessId", "Image", "User", "Protocol", "Initiated", "SourceIsIpv6", "SourceIp",
-      "SourceHostname", "SourcePort", "SourcePortName", "DestinationIsIpv6", "DestinationIp",
-      "DestinationHostname", "DestinationPort", "DestinationPortName"}},
-    {5, {"ProcessGuid", "ProcessId", "Image"}},
-    {6, {"ImageLoaded", "Hashes", "Signed", "Signature"}},
-    {7,
-     {"ProcessGuid", "ProcessId", "Image", "ImageLoaded", "Hashes", "Signed", "Signature",
-      "OriginalFileName"}},
-    {8,
-     {"SourceProcessGuid", "SourceProcessId", "SourceImage", "TargetProcessGuid", "TargetProcessId",
-      "TargetImage", "NewThreadId", "StartAddress", "StartModule", "StartFunction"}},
-    {9, {"ProcessGuid", "ProcessId", "Image", "Device"}},
-    {10,
-     {"SourceProcessGUID", "SourceProcessId", "SourceThreadId", "SourceImage", "TargetProcessGUID",
-      "TargetProcessId", "TargetImage", "GrantedAccess", "CallTrace"}},
-    {11, {"ProcessGuid", "ProcessId", "Image", "TargetFilename", "GrantedAccess", "CreationUtcTime"}},
-    {12, {"ProcessGuid", "ProcessId", "Image", "EventType", "TargetObject"}},
-    {13, {"ProcessGuid", "ProcessId", "Image", "EventType", "TargetObject", "Details"}},
-    {14, {"ProcessGuid", "ProcessId", "Image", "EventType", "TargetObject", "NewName"}},
-    {15, {"ProcessGuid", "ProcessId", "Image", "TargetFilename", "CreationUtcTime", "Hash"}},
-    {17, {"ProcessGuid", "ProcessId", "PipeName", "Image"}},
-    {18, {"ProcessGuid", "ProcessId", "PipeName", "Image"}},
-    {19, {"Operation", "User", "EventNamespace", "Name", "Query"}},
-    {20, {"Operation", "User", "Name", "Type", "Destination"}},
-    {21, {"Operation", "User", "Consumer", "Filter"}},
-    {22, {"ProcessGuid", "ProcessId", "Image", "QueryName", "QueryStatus", "QueryResults"}},
-};
 
 // Columns whose value is the base name of another item.
 struct BaseNameColumn {
@@ -71,28 +25,11 @@ const BaseNameColumn kBaseNameColumns[] = {
     {"TargetImageExe", "TargetImage"},
 };
 
-bool isItemOf(const TypeItems& type, std::string_view column) {
+bool isItemOf(const EventTypeInfo& type, std::string_view column) {
     if (column == "UtcTime")
         return true;
     return std::any_of(type.items.begin(), type.items.end(),
                        [&](const char* item) { return column == item; });
-}
-
-void appendBlock(std::string& out, std::string_view label, std::string_view value) {
-    out += label;
-    out += kNL;
-    out += "  ";
-    out += value;
-    out += "  ";
-    out += kNL;
-}
-
-void appendInline(std::string& out, std::string_view label, std::string_view value) {
-    out += label;
-    out += "  ";
-    out += value;
-    out += "  ";
-    out += kNL;
 }
 
 } // namespace
@@ -130,11 +67,13 @@ TEventMapper::TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeoloc
       m_master(&data.tableDataset("AllEvents")), m_imageExes(&data.tableDataset("AllImageExes")),
       m_hashes(&data.tableDataset("AllHashes")), m_hosts(&data.tableDataset("AllHosts")),
       m_addresses(&data.tableDataset("AllIPAddresses")), m_ports(&data.tableDataset("AllPorts")),
-      m_regTargets(&data.tableDataset("AllRegTargets")) {
+      m_regTargets(&data.tableDataset("AllRegTargets")), m_extras(&data.tableDataset("ExtraItems")),
+      m_extraFid(m_extras->fieldByName("FID")), m_extraSeq(m_extras->fieldByName("Seq")),
+      m_extraName(m_extras->fieldByName("Name")), m_extraValue(m_extras->fieldByName("Value")) {
     using Role = FieldPlan::Role;
-    for (const TypeItems& items : kTypeItems) {
+    for (const EventTypeInfo& type : catalogue::types()) {
         TypePlan plan;
-        plan.type = catalogue::find(items.id);
+        plan.type = &type;
         plan.dataset = &m_data.tableDataset(plan.type->table);
         const auto& fields = plan.dataset->fields();
         for (size_t i = 0; i < fields.size(); ++i) {
@@ -147,12 +86,10 @@ TEventMapper::TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeoloc
                 plan.computer = index;
             } else if (name == "RuleName") {
                 plan.ruleName = index;
-            } else if (name == "OriginalFileName" &&
-                       (source == EventSource::Elasticsearch || (items.id == 1 && m_geo))) {
-                // The geolocating import leaves this column of process creations alone, and the
-                // server import never fills it.
+            } else if (name == "OriginalFileName" && type.id == 1 && m_geo && source == EventSource::XmlLog) {
+                // The geolocating import of a log leaves this column of process creations alone.
             } else if (name == "Hashes") {
-                plan.fields.push_back({Role::Hashes, index, items.id == 15 ? "Hash" : "Hashes"});
+                plan.fields.push_back({Role::Hashes, index, type.id == 15 ? "Hash" : "Hashes"});
             } else if (name == "MD5") {
                 plan.fields.push_back({Role::Md5, index, nullptr});
             } else if (name == "SHA1") {
@@ -161,7 +98,7 @@ TEventMapper::TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeoloc
                 plan.fields.push_back({Role::Sha256, index, nullptr});
             } else if (name == "QueryStatusDescription") {
                 plan.fields.push_back({Role::Description, index, nullptr});
-            } else if (isItemOf(items, name)) {
+            } else if (isItemOf(type, name)) {
                 Role role = Role::Text;
                 switch (f.kind) {
                 case FieldKind::DateTime:
@@ -187,7 +124,7 @@ TEventMapper::TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeoloc
                 for (const auto& derived : kBaseNameColumns)
                     if (name == derived.column) {
                         plan.fields.push_back({Role::BaseName, index, derived.item});
-                        if (items.id == 3 && m_geo && name == "ImageExe")
+                        if (type.id == 3 && m_geo && name == "ImageExe")
                             plan.fields.push_back({Role::Geo, -1, nullptr});
                     }
             }
@@ -203,158 +140,6 @@ const TEventMapper::TypePlan* TEventMapper::planFor(int id) const {
         if (plan.type->id == id)
             return &plan;
     return nullptr;
-}
-
-const std::string* TEventMapper::item(std::string_view name) const {
-    const std::string* value = m_state->FEventRecordData.find(name);
-    if (!value && fromServer() && !(m_columns && m_columns->hasItem(name)))
-        throw DatasetError("FDQueryData: Field 'event_data." + std::string(name) + "' not found");
-    return value;
-}
-
-std::string_view TEventMapper::ReadText(std::string_view name) const {
-    const std::string* value = item(name);
-    return value ? std::string_view(*value) : std::string_view();
-}
-
-std::int32_t TEventMapper::ReadInteger(std::string_view name) const {
-    const std::string* value = item(name);
-    return value ? toInteger32(*value) : -1;
-}
-
-std::int64_t TEventMapper::ReadInt64(std::string_view name) const {
-    const std::string* value = item(name);
-    return value ? toInteger64(*value) : -1;
-}
-
-std::string_view TEventMapper::ReadBaseName(std::string_view name) const {
-    return baseName(ReadText(name));
-}
-
-DateTime TEventMapper::ReadDateTime(std::string_view name) const {
-    const std::string* value = item(name);
-    if (!value)
-        return DateTime::zero();
-    if (auto parsed = parseUtcTime(*value))
-        return *parsed;
-    m_report.dateFailed();
-    return DateTime::zero();
-}
-
-bool TEventMapper::ReadBoolean(std::string_view name) const {
-    const std::string* value = item(name);
-    if (!value || value->size() != 4)
-        return false;
-    std::string upper = *value;
-    for (char& c : upper)
-        if (c >= 'a' && c <= 'z')
-            c = static_cast<char>(c - 'a' + 'A');
-    return upper == "TRUE";
-}
-
-std::string TEventMapper::eventDetails(const DateTime& utcTime, std::string_view description) const {
-    std::string out;
-    out.reserve(256);
-    out += "  ";
-    out += m_state->FEventNameUnderParsing;
-    out += "  ";
-    out += kNL;
-    out += "  Time :  ";
-    out += kNL;
-    out += "  ";
-    out += m_dateText.text(utcTime);
-    out += "  ";
-    out += kNL;
-    switch (m_state->FEventIDUnderParsing) {
-    case 1:
-        appendBlock(out, "  Parent Image :  ", ReadBaseName("ParentImage"));
-        break;
-    case 2:
-        appendBlock(out, "  Target File :  ", ReadBaseName("TargetFilename"));
-        break;
-    case 3: {
-        std::string source(ReadBaseName("SourceIp"));
-        source += ':';
-        source += ReadBaseName("SourcePort");
-        appendBlock(out, "  Source IP :  ", source);
-        std::string destination(ReadBaseName("DestinationIp"));
-        destination += ':';
-        destination += ReadBaseName("DestinationPort");
-        appendBlock(out, "  Destination IP :  ", destination);
-        break;
-    }
-    case 6:
-        appendBlock(out, "  Image Loaded :  ", ReadText("ImageLoaded"));
-        break;
-    case 7:
-        appendBlock(out, "  Loaded Image :  ", ReadBaseName("ImageLoaded"));
-        break;
-    case 8:
-    case 10:
-        appendBlock(out, "  Source Image :  ", ReadBaseName("SourceImage"));
-        appendBlock(out, "  Target Image :  ", ReadBaseName("TargetImage"));
-        break;
-    case 9:
-        appendBlock(out, "  Device :  ", ReadText("Device"));
-        break;
-    case 11:
-        appendBlock(out, "  Target File :  ", ReadText("TargetFilename"));
-        break;
-    case 12:
-    case 13:
-        appendBlock(out, "  Target Object :  ", ReadText("TargetObject"));
-        break;
-    case 14:
-        appendBlock(out, "  Target Object :  ", ReadText("TargetObject"));
-        // The server import's summary keeps the new name on the label's line.
-        if (fromServer())
-            appendInline(out, "  New Name :  ", ReadText("NewName"));
-        else
-            appendBlock(out, "  New Name :  ", ReadText("NewName"));
-        break;
-    case 15:
-        appendBlock(out, "  Target File Name :  ", ReadText("TargetFilename"));
-        break;
-    case 17:
-    case 18:
-        appendBlock(out, "  Pipe Name :  ", ReadText("PipeName"));
-        break;
-    case 19:
-        appendBlock(out, "  Operation :  ", ReadText("Operation"));
-        appendBlock(out, "  Name :  ", ReadText("User"));
-        appendBlock(out, "  EventNamespace :  ", ReadText("EventNamespace"));
-        appendBlock(out, "  Name :  ", ReadText("Name"));
-        appendInline(out, "  Query :  ", ReadText("Query"));
-        break;
-    case 20:
-        appendBlock(out, "  Operation :  ", ReadText("Operation"));
-        appendBlock(out, "  User :  ", ReadText("User"));
-        appendBlock(out, "  Name :  ", ReadText("Name"));
-        appendInline(out, "  Type :  ", ReadText("Type"));
-        appendInline(out, "  Destination :  ", ReadText("Destination"));
-        break;
-    case 21:
-        appendBlock(out, "  Operation :  ", ReadText("Operation"));
-        appendBlock(out, "  User :  ", ReadText("User"));
-        appendBlock(out, "  Consumer :  ", ReadText("Consumer"));
-        appendInline(out, "  Filter :  ", ReadText("Filter"));
-        break;
-    case 22:
-        appendBlock(out, "  Image :  ", ReadBaseName("Image"));
-        appendBlock(out, "  DNS Query :  ", ReadText("QueryName"));
-        out += "  Query Status :  ";
-        out += kNL;
-        out += "  ";
-        out += description;
-        out += " (Code:";
-        out += ReadText("QueryStatus");
-        out += ")  ";
-        out += kNL;
-        break;
-    default:
-        break;
-    }
-    return out;
 }
 
 void TEventMapper::writeEvent(EventState& state) {
@@ -401,62 +186,43 @@ std::int64_t TEventMapper::writeRows(EventState& state) {
     master.post();
     const std::int64_t gid = master.lastKey();
 
+    // Before the type row, so that an event whose own row fails keeps its other items all the same.
+    writeExtraItems(*plan, gid);
     writeTypeRow(*plan, gid, description);
 
     // Summary rows, read back from the type row as it was written.
     const TTableDataset& row = *plan->dataset;
-    switch (id) {
-    case 1:
+    const EventTypeInfo& type = *plan->type;
+    if (type.summaryFeeds & SummaryFeed::Hashes)
         writeHashes(row, gid);
-        writeImageExe(id, row, "Image", "ImageExe", "ProcessGuid", gid);
-        break;
-    case 2:
-    case 5:
-    case 9:
-    case 11:
-    case 17:
-    case 18:
-    case 22:
-        writeImageExe(id, row, "Image", "ImageExe", "ProcessGuid", gid);
-        break;
-    case 3:
-        writeImageExe(id, row, "Image", "ImageExe", "ProcessGuid", gid);
+    for (const ImageFeed& feed : type.imageFeeds)
+        writeImageExe(id, row, feed.image, feed.imageExe, feed.guid, gid);
+    if (type.summaryFeeds & SummaryFeed::Network)
         writeNetworkSummary(row, gid);
-        break;
-    case 6:
-        writeHashes(row, gid);
-        break;
-    case 7:
-        writeHashes(row, gid);
-        writeImageExe(id, row, "Image", "ImageExe", "ProcessGuid", gid);
-        writeImageExe(id, row, "ImageLoaded", "ImageLoadedExe", "ProcessGuid", gid);
-        break;
-    case 8:
-        writeImageExe(id, row, "SourceImage", "SourceImageExe", "SourceProcessGuid", gid);
-        writeImageExe(id, row, "TargetImage", "TargetImageExe", "TargetProcessGuid", gid);
-        break;
-    case 10:
-        writeImageExe(id, row, "SourceImage", "SourceImageExe", "SourceProcessGUID", gid);
-        writeImageExe(id, row, "TargetImage", "TargetImageExe", "TargetProcessGUID", gid);
-        break;
-    case 12:
-    case 13:
-    case 14: {
-        writeImageExe(id, row, "Image", "ImageExe", "ProcessGuid", gid);
+    if (type.summaryFeeds & SummaryFeed::RegTarget) {
         TTableDataset& targets = *m_regTargets;
         targets.append();
         targets.setInteger("FID", gid);
         targets.setText("UtcTime", row.text("UtcTime"));
         targets.setText("TargetObject", row.text("TargetObject"));
         targets.post();
-        break;
     }
-    case 15:
-        writeHashes(row, gid);
-        writeImageExe(id, row, "Image", "ImageExe", "ProcessGuid", gid);
-        break;
-    default:
-        break;
+}
+
+void TEventMapper::writeExtraItems(const TypePlan& plan, std::int64_t gid) {
+    const EventRecord& record = m_state->FEventRecordData;
+    int seq = 0;
+    for (size_t i = 0; i < record.size(); ++i) {
+        const auto& [name, value] = record.at(i);
+        if (name == "RuleName" || isItemOf(*plan.type, name))
+            continue;
+        TTableDataset& extras = *m_extras;
+        extras.append();
+        extras.setInteger(m_extraFid, gid);
+        extras.setInteger(m_extraSeq, seq++);
+        extras.setText(m_extraName, name);
+        extras.setText(m_extraValue, value);
+        extras.post();
     }
     return gid;
 }
@@ -519,104 +285,6 @@ void TEventMapper::writeTypeRow(const TypePlan& plan, std::int64_t gid, std::str
     row.setText(plan.computer < 0 ? row.fieldByName("Computer") : plan.computer, m_state->FComputerName);
     row.setText(plan.ruleName, ReadText("RuleName"));
     row.post();
-}
-
-DateTime TEventMapper::bareUtcTime() const {
-    // The remote thread's own row reads its time from a column without the event_data prefix.
-    const std::string* value = m_columns ? m_columns->column("UtcTime") : nullptr;
-    if (!value)
-        throw DatasetError("FDQueryData: Field 'UtcTime' not found");
-    if (auto parsed = parseUtcTime(*value))
-        return *parsed;
-    m_report.dateFailed();
-    return DateTime::zero();
-}
-
-void TEventMapper::geolocate(TTableDataset& row, const char* isIpv6, const char* address, const char* country,
-                             const char* countryCode) {
-    if (row.boolean(isIpv6))
-        return;
-    // A column the result lacks cannot be classified; the country columns stay as they are.
-    if (fromServer() && !m_state->FEventRecordData.contains(address) &&
-        !(m_columns && m_columns->hasItem(address)))
-        m_geo->FGeoError = true;
-    else
-        m_geo->GeolocateEventAddress(m_state->FEventRecordData, address);
-    if (!m_geo->FGeoError) {
-        row.setText(country, m_geo->FCountry.toStdString());
-        row.setText(countryCode, m_geo->FCountryCode.toStdString());
-    } else {
-        m_geo->FGeoError = false;
-    }
-}
-
-void TEventMapper::writeImageExe(int id, const TTableDataset& row, const char* image, const char* imageExe,
-                                 const char* guid, std::int64_t gid) {
-    TTableDataset& exes = *m_imageExes;
-    exes.append();
-    exes.setInteger("FID", gid);
-    exes.setText("UtcTime", row.text("UtcTime"));
-    exes.setText("Image", row.text(image));
-    exes.setText("ImageExe", row.text(imageExe));
-    exes.setText("ProcessGuid", row.text(guid));
-    exes.setInteger("EventType", id);
-    exes.setText("EventTypeName", catalogue::find(id)->displayName);
-    exes.post();
-}
-
-void TEventMapper::writeHashes(const TTableDataset& row, std::int64_t gid) {
-    const HashParts hashes = splitHashes(row.text("Hashes"));
-    if (hashes.partCount == 0)
-        return;
-    TTableDataset& all = *m_hashes;
-    all.append();
-    all.setInteger("FID", gid);
-    all.setText("UtcTime", row.text("UtcTime"));
-    if (hashes.hasMd5)
-        all.setText("MD5", hashes.md5);
-    if (hashes.hasSha1)
-        all.setText("SHA1", hashes.sha1);
-    if (hashes.hasSha256)
-        all.setText("SHA256", hashes.sha256);
-    all.post();
-}
-
-void TEventMapper::writeNetworkSummary(const TTableDataset& row, std::int64_t gid) {
-    const std::string_view utc = row.text("UtcTime");
-    TTableDataset& hosts = *m_hosts;
-    for (const char* column : {"SourceHostname", "DestinationHostname"}) {
-        if (trimmed(row.text(column)).empty())
-            continue;
-        hosts.append();
-        hosts.setInteger("FID", gid);
-        hosts.setText("UtcTime", utc);
-        hosts.setText("Hostname", row.text(column));
-        hosts.post();
-    }
-    TTableDataset& addresses = *m_addresses;
-    const bool initiated = row.boolean("Initiated");
-    for (const auto& [column, direction] :
-         {std::pair{"SourceIp", "Source"}, std::pair{"DestinationIp", "Destination"}}) {
-        addresses.append();
-        addresses.setInteger("FID", gid);
-        addresses.setText("UtcTime", utc);
-        addresses.setText("IPAddress", row.text(column));
-        addresses.setText("Direction", direction);
-        addresses.setBoolean("Initiated", initiated);
-        addresses.post();
-    }
-    // Both port rows say "Source": the column is no reliable direction, and the views don't rely on it.
-    TTableDataset& ports = *m_ports;
-    for (const auto& [port, name] :
-         {std::pair{"SourcePort", "SourcePortName"}, std::pair{"DestinationPort", "DestinationPortName"}}) {
-        ports.append();
-        ports.setInteger("FID", gid);
-        ports.setText("UtcTime", utc);
-        ports.setText("Port", row.text(port));
-        ports.setText("PortName", row.text(name));
-        ports.setText("Direction", "Source");
-        ports.post();
-    }
 }
 
 } // namespace kelvane

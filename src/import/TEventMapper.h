@@ -26,13 +26,11 @@ struct EventState {
 };
 
 // The columns of a search result row, for events that come from a server rather than a log file.
-// An item of the event is the column event_data.<item>; a row may lack a value the result has a
-// column for, which reads like an absent item of a log.
+// An item of the event is the column event_data.<item>; an item a row lacks reads like an absent item
+// of a log.
 class TResultColumns {
 public:
     virtual ~TResultColumns() = default;
-    // True when the result has the column event_data.<item>.
-    virtual bool hasItem(std::string_view item) const = 0;
     // The value of a column outside event_data, or nullptr when the result has no such column.
     virtual const std::string* column(std::string_view name) const = 0;
 };
@@ -77,6 +75,8 @@ private:
     struct TypePlan;
     std::int64_t writeRows(EventState& state);
     void writeTypeRow(const TypePlan& plan, std::int64_t gid, std::string_view description);
+    // Every item that the type's table has no column for, in the order of the log.
+    void writeExtraItems(const TypePlan& plan, std::int64_t gid);
     void writeImageExe(int id, const TTableDataset& row, const char* image, const char* imageExe,
                        const char* guid, std::int64_t gid);
     void writeHashes(const TTableDataset& row, std::int64_t gid);
@@ -102,6 +102,8 @@ private:
     TTableDataset* m_addresses;
     TTableDataset* m_ports;
     TTableDataset* m_regTargets;
+    TTableDataset* m_extras;
+    int m_extraFid, m_extraSeq, m_extraName, m_extraValue;
     std::vector<TypePlan> m_plans;
     mutable LocaleDateText m_dateText;
 };

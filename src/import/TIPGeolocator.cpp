@@ -1,11 +1,8 @@
 #include "import/TIPGeolocator.h"
 
+#include "import/elastic/FlatDocument.h"
+
 #include <QEventLoop>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QJsonParseError>
-#include <QJsonValue>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -22,23 +19,10 @@ constexpr char kAccept[] = "application/json, text/plain; q=0.9, text/html;q=0.8
 constexpr char kAcceptCharset[] = "UTF-8, *;q=0.8";
 
 // Members are read as text, whatever their JSON type, as a tabular view of the answer would.
-QString jsonText(const QJsonValue& value) {
-    switch (value.type()) {
-    case QJsonValue::String:
-        return value.toString();
-    case QJsonValue::Bool:
-        return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
-    case QJsonValue::Double:
-        return value.toVariant().toString();
-    case QJsonValue::Array:
-        return QString::fromUtf8(QJsonDocument(value.toArray()).toJson(QJsonDocument::Compact));
-    case QJsonValue::Object:
-        return QString::fromUtf8(QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact));
-    case QJsonValue::Null:
-    case QJsonValue::Undefined:
-        break;
-    }
-    return QStringLiteral("");
+QString jsonText(simdjson::dom::element value) {
+    std::string text;
+    FlatDocument::appendScalar(value, text);
+    return QString::fromStdString(text);
 }
 
 // A manager must die on its own thread, or after that thread is gone; one still running
@@ -96,22 +80,21 @@ bool TIPGeolocator::GetIPLocation(const QString& ipAddress) {
         if (!reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid())
             return false;
 
-        QJsonParseError parseError;
-        const QJsonDocument document = QJsonDocument::fromJson(reply->readAll(), &parseError);
-        if (parseError.error != QJsonParseError::NoError || !document.isObject())
+        const QByteArray body = reply->readAll();
+        simdjson::dom::parser parser;
+        simdjson::dom::object answer;
+        if (parser.parse(body.constData(), size_t(body.size())).get(answer) != simdjson::SUCCESS)
             return false;
-        const QJsonObject answer = document.object();
 
         // The service's error objects have neither member. A name without a code is kept,
         // paired with the old code: the mapper stores whatever is there.
-        const auto name = answer.constFind(QLatin1String("country_name"));
-        if (name == answer.constEnd())
+        simdjson::dom::element name, code;
+        if (answer["country_name"].get(name) != simdjson::SUCCESS)
             return false;
-        FCountry = jsonText(*name);
-        const auto code = answer.constFind(QLatin1String("country_code"));
-        if (code == answer.constEnd())
+        FCountry = jsonText(name);
+        if (answer["country_code"].get(code) != simdjson::SUCCESS)
             return false;
-        FCountryCode = jsonText(*code);
+        FCountryCode = jsonText(code);
         return true;
     } catch (...) {
         // A lookup never stops an import, and the user is never told.

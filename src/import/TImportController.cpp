@@ -80,7 +80,7 @@ void TImportController::ImportWorker() {
         for (const detect::SkippedRule& skipped : detections->skipped())
             m_skippedRuleFiles << QString::fromStdString(skipped.file + ": " + skipped.reason);
     }
-    m_report.setRecordsSkipped(m_reader->recordsSkipped());
+    m_report.setReadLosses(m_reader->losses());
     m_eventsCount.store(pipeline.eventsCount());
 }
 

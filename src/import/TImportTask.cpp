@@ -72,8 +72,12 @@ void TImportTask::OmniEventMonitorTaskTerminated() {
         return;
     m_thread->deleteLater();
     m_thread = nullptr;
+    try {
+        m_data.CloseDatabaseAndTables();
+    } catch (const std::exception& e) {
+        m_report.workerFailed(QString::fromUtf8(e.what()));
+    }
     m_report.finished(m_eventsCount.load());
-    m_data.CloseDatabaseAndTables();
     m_geolocator.reset();
     m_state = State::Done;
     emit finished();

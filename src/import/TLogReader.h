@@ -27,8 +27,8 @@ public:
     // Progress of the running read, from any thread.
     std::int64_t bytesRead() const;
     std::int64_t totalBytes() const;
-    // Damaged records left out by the last read of an .evtx file.
-    std::int64_t recordsSkipped() const { return m_evtx.recordsSkipped(); }
+    // What the last read of an .evtx file left out or could not vouch for (nothing for XML).
+    ReadLosses losses() const { return m_format.load() == Format::Evtx ? m_evtx.losses() : ReadLosses{}; }
     Format format() const { return m_format.load(); }
     // Thread-safe; a request made before a read starts stops it at once. Cleared when a read returns.
     void requestStop();

@@ -1,9 +1,13 @@
 #include "settings/TSharedResourcesModule.h"
 
+#include "settings/SecretStore.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QSettings>
 #include <QStandardPaths>
+
+#include <cstdio>
 
 namespace kelvane {
 
@@ -17,17 +21,76 @@ QString TSharedResourcesModule::defaultStorePath() {
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/Kelvane/Kelvane.ini";
 }
 
-TSharedResourcesModule::TSharedResourcesModule(const QString& storePath) {
+TSharedResourcesModule::TSharedResourcesModule(const QString& storePath)
+    : TSharedResourcesModule(storePath,
+                             storePath.isEmpty() ? std::make_unique<KeychainSecretStore>() : nullptr) {}
+
+TSharedResourcesModule::TSharedResourcesModule(const QString& storePath, std::unique_ptr<SecretStore> keyring)
+    : m_keyring(std::move(keyring)) {
 #ifdef Q_OS_WIN
-    if (storePath.isEmpty()) {
+    if (storePath.isEmpty())
         m_store =
             std::make_unique<QSettings>("HKEY_CURRENT_USER\\SOFTWARE\\Kelvane", QSettings::NativeFormat);
-        return;
-    }
 #endif
-    const QString path = storePath.isEmpty() ? defaultStorePath() : storePath;
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    m_store = std::make_unique<QSettings>(path, QSettings::IniFormat);
+    if (!m_store) {
+        const QString path = storePath.isEmpty() ? defaultStorePath() : storePath;
+        QDir().mkpath(QFileInfo(path).absolutePath());
+        m_store = std::make_unique<QSettings>(path, QSettings::IniFormat);
+    }
+    if (m_keyring)
+        moveKeysToKeyring();
+}
+
+void TSharedResourcesModule::moveKeysToKeyring() {
+    m_store->sync();
+    for (const char* name : {"VTKey", "IPStackKey"}) {
+        const QString storeKey = QString(kSection) + '/' + name;
+        if (!m_store->contains(storeKey))
+            continue;
+        // The store's key is the newer one: Preferences writes there while no keyring answers.
+        if (m_keyring->write(name, m_store->value(storeKey).toString()) != SecretStore::Result::Ok) {
+            fallBackToStore();
+            return;
+        }
+        m_store->remove(storeKey);
+        m_store->sync();
+    }
+    // Nothing to move: ask once whether a keyring answers at all.
+    QString probe;
+    if (m_keyring->read("VTKey", &probe) == SecretStore::Result::Unavailable)
+        fallBackToStore();
+}
+
+void TSharedResourcesModule::fallBackToStore() const {
+    m_keyring.reset();
+    m_keyringNotice = "No keyring answered: the API keys are kept in " +
+                      QDir::toNativeSeparators(m_store->fileName()) + ".";
+    std::fprintf(stderr, "%s\n", qPrintable(m_keyringNotice));
+}
+
+QString TSharedResourcesModule::readKey(const char* name) const {
+    if (m_keyring) {
+        QString value;
+        switch (m_keyring->read(name, &value)) {
+        case SecretStore::Result::Ok:
+            return value;
+        case SecretStore::Result::NotFound:
+            return kNoKey;
+        case SecretStore::Result::Unavailable:
+            fallBackToStore();
+            break;
+        }
+    }
+    return readText(name, kNoKey);
+}
+
+void TSharedResourcesModule::writeKey(const char* name, const QString& value) {
+    if (m_keyring) {
+        if (m_keyring->write(name, value) == SecretStore::Result::Ok)
+            return;
+        fallBackToStore();
+    }
+    writeText(name, value);
 }
 
 TSharedResourcesModule::~TSharedResourcesModule() = default;
@@ -61,10 +124,10 @@ void TSharedResourcesModule::setSigmaRuleFolders(const QStringList& folders) {
 }
 
 QString TSharedResourcesModule::VirusTotalKey() const {
-    return readText("VTKey", kNoKey);
+    return readKey("VTKey");
 }
 void TSharedResourcesModule::setVirusTotalKey(const QString& key) {
-    writeText("VTKey", key);
+    writeKey("VTKey", key);
 }
 bool TSharedResourcesModule::VirusTotalToS() const {
     return readFlag("AcceptedVirusTotalToS");
@@ -73,16 +136,26 @@ void TSharedResourcesModule::setVirusTotalToS(bool accepted) {
     writeText("AcceptedVirusTotalToS", accepted ? "1" : "0");
 }
 QString TSharedResourcesModule::IPStackKey() const {
-    return readText("IPStackKey", kNoKey);
+    return readKey("IPStackKey");
 }
 void TSharedResourcesModule::setIPStackKey(const QString& key) {
-    writeText("IPStackKey", key);
+    writeKey("IPStackKey", key);
 }
 bool TSharedResourcesModule::IPStackToS() const {
     return readFlag("AcceptedIPStackToS");
 }
 void TSharedResourcesModule::setIPStackToS(bool accepted) {
     writeText("AcceptedIPStackToS", accepted ? "1" : "0");
+}
+
+QStringList TSharedResourcesModule::RecentDatabases() const {
+    m_store->sync();
+    return m_store->value("Recent/Databases").toStringList();
+}
+
+void TSharedResourcesModule::setRecentDatabases(const QStringList& paths) {
+    m_store->setValue("Recent/Databases", paths);
+    m_store->sync();
 }
 
 bool TSharedResourcesModule::isUsableKey(const QString& key) {

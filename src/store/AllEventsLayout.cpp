@@ -1,9 +1,12 @@
 #include "store/AllEventsLayout.h"
 
 #include "store/AllEventsSearch.h"
+#include "store/EventCatalogue.h"
 #include "store/Schema.h"
 
 #include <algorithm>
+#include <deque>
+#include <string>
 
 namespace kelvane {
 
@@ -24,6 +27,24 @@ constexpr DetailLink N = DetailLink::None;
 
 DetailView view(const char* name, const char* table, std::vector<DetailColumn> columns) {
     return {name, table, std::move(columns), false, -1, ""};
+}
+
+// The view of a later type: its key, its time and a column per item, the session GUID as a link; hashes
+// show split as the older hash views show them.
+DetailView derivedView(const EventTypeInfo& type) {
+    static std::deque<std::string> names;
+    names.push_back(std::string("cxGridAllEventsDBTableView") + type.table);
+    std::vector<DetailColumn> columns{{"FID", "", D}, {"UtcTime", "UTC time", N}};
+    for (const char* item : type.items) {
+        if (std::string_view(item) == "Hashes" && catalogue::columnOfItem(type, "MD5")) {
+            for (const char* hash : {"MD5", "SHA1", "SHA256"})
+                columns.push_back({hash, "", N});
+            continue;
+        }
+        columns.push_back(
+            {item, catalogue::itemCaption(item), std::string_view(item) == "ProcessGuid" ? S : N});
+    }
+    return view(names.back().c_str(), type.table, std::move(columns));
 }
 
 const std::vector<DetailView>& views() {
@@ -220,34 +241,13 @@ const std::vector<DetailView>& views() {
                           {"QueryResults", "", N}}));
         v.back().groupByStrip = true;
         v.back().firstSortable = 0;
+        for (const EventTypeInfo& type : catalogue::types())
+            if (!type.firstLayout)
+                v.push_back(derivedView(type));
         return v;
     }();
     return all;
 }
-
-// EventType of a master row to the table of its view.
-constexpr std::pair<int, const char*> kViewByType[] = {
-    {1, "ProcessCreate"},
-    {2, "FileCreationTimeChanged"},
-    {3, "NetworkConnectionDetected"},
-    {5, "ProcessTerminated"},
-    {6, "DriverLoaded"},
-    {7, "ImageLoaded"},
-    {8, "CreateRemoteThreadDetected"},
-    {9, "RawAccessReadDetected"},
-    {10, "ProcessAccessed"},
-    {11, "FileCreated"},
-    {12, "RegistryObjectAddedOrDeleted"},
-    {13, "RegistryValueSet"},
-    {14, "RegistryObjectRenamed"},
-    {15, "FileStreamCreated"},
-    {17, "PipeCreated"},
-    {18, "PipeConnected"},
-    {19, "WMIFilter"},
-    {20, "WMIConsumer"},
-    {21, "WMIBinding"},
-    {22, "DNSQuery"},
-};
 
 QVariant cell(const sql::Statement& stmt, int column) {
     switch (stmt.columnType(column)) {
@@ -265,8 +265,7 @@ QVariant cell(const sql::Statement& stmt, int column) {
 }
 
 bool isEventTable(const std::string& table) {
-    return std::any_of(std::begin(kViewByType), std::end(kViewByType),
-                       [&](const auto& entry) { return table == entry.second; });
+    return catalogue::findByTable(table) != nullptr;
 }
 
 } // namespace
@@ -280,10 +279,8 @@ std::span<const DetailView> detailViews() {
 }
 
 const DetailView& detailViewForEventType(int eventType) {
-    const char* table = "CreateRemoteThreadDetected";
-    for (const auto& [type, name] : kViewByType)
-        if (type == eventType)
-            table = name;
+    const EventTypeInfo* type = catalogue::find(eventType);
+    const char* table = type ? type->table : "CreateRemoteThreadDetected";
     for (const DetailView& v : views())
         if (std::string_view(v.table) == table)
             return v;
@@ -310,8 +307,8 @@ std::shared_ptr<const DetailKeys> DetailKeys::read(sql::Database& db, const std:
     const CancelGuard guard(db, cancel);
     auto keys = std::make_shared<DetailKeys>();
     try {
-        for (const auto& [type, table] : kViewByType)
-            keys->m_tables[table] = readTable(db, table);
+        for (const EventTypeInfo& type : catalogue::types())
+            keys->m_tables[type.table] = readTable(db, type.table);
     } catch (const sql::Error& e) {
         if (e.code() == SQLITE_INTERRUPT && cancel && cancel->load())
             throw SearchCancelled();
@@ -327,7 +324,7 @@ const DetailKeys::Pairs* DetailKeys::table(const std::string& name) const {
 
 DetailRows DetailRowReader::read(sql::Database& db, const QString& table, std::int64_t fid) {
     const std::string name = table.toStdString();
-    // The name is pasted into the text below, so only the twenty tables are taken.
+    // The name is pasted into the text below, so only the catalogue's tables are taken.
     if (!isEventTable(name))
         throw sql::Error("no such event table: " + name);
     const DetailKeys::Pairs* pairs = m_shared ? m_shared->table(name) : nullptr;

@@ -16,7 +16,7 @@
 
 namespace kelvane {
 
-// What the all-events grid shows: the master columns, and the twenty detail views with their columns,
+// What the all-events grid shows: the master columns, and a detail view per event table with its columns,
 // links and the tools each allows. Plain data, so that the grid, the exports and the tests read one list.
 
 struct MasterColumn {
@@ -46,7 +46,7 @@ struct DetailView {
     const char* emptyText; // shown with no rows, empty for the grid's default
 };
 
-// All twenty views, and the view for a master row's EventType (the remote-thread view, which is the
+// All views, and the view for a master row's EventType (the remote-thread view, which is the
 // level's default, for every type not in the list).
 std::span<const DetailView> detailViews();
 const DetailView& detailViewForEventType(int eventType);
@@ -62,7 +62,7 @@ struct DetailRows {
 class DetailKeys {
 public:
     using Pairs = std::vector<std::pair<std::int64_t, std::int64_t>>;
-    // One pass over the FID column of each of the twenty tables (a background thread does this after a
+    // One pass over the FID column of each event table (a background thread does this after a
     // load). Throws SearchCancelled when cancel is set.
     static std::shared_ptr<const DetailKeys> read(sql::Database& db,
                                                   const std::atomic_bool* cancel = nullptr);

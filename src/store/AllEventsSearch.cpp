@@ -99,7 +99,8 @@ searchEventIds(std::span<sql::Database* const> readers, const QString& term, con
     std::vector<schema::SearchSubSelect> selects = schema::searchSubSelects();
     std::vector<std::pair<std::int64_t, std::size_t>> bySize;
     for (std::size_t i = 0; i < selects.size(); ++i) {
-        sql::Statement last = readers[0]->prepare(std::string("SELECT MAX(rowid) FROM ") + selects[i].table);
+        sql::Statement last = readers[0]->prepare(std::string("SELECT MAX(") + selects[i].sizeColumn +
+                                                  ") FROM " + selects[i].table);
         bySize.emplace_back(last.step() ? -last.columnInt64(0) : 0, i);
     }
     std::stable_sort(bySize.begin(), bySize.end());

@@ -125,8 +125,10 @@ void AllEventsSearchTask::readIndex(const QString& databasePath) {
             report([this, index] { emit indexReady(index); });
             auto keys = DetailKeys::read(*db, cancel.get());
             report([this, keys] { emit detailKeysReady(keys); });
-        } catch (const std::exception&) {
-            // Without the index the grid neither groups nor sorts; the search says what is wrong.
+        } catch (const SearchCancelled&) {
+        } catch (const std::exception& e) {
+            const QString message = QString::fromUtf8(e.what());
+            report([this, message] { emit indexFailed(message); });
         }
         done->store(true);
     });

@@ -40,6 +40,8 @@ signals:
     void searchFailed(const QString& message);
     void indexReady(std::shared_ptr<const kelvane::AllEventsIndex> index);
     void detailKeysReady(std::shared_ptr<const kelvane::DetailKeys> keys);
+    // The index could not be read: the grid neither groups nor sorts until the next load.
+    void indexFailed(const QString& message);
 
 private:
     struct Job {

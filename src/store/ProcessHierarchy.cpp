@@ -176,7 +176,7 @@ ProcessHierarchy ProcessHierarchy::generate(TMainDataModule& data,
 
 ProcessHierarchy ProcessHierarchy::build(const std::vector<Row>& rows, const TerminationLookup& terminated) {
     ProcessHierarchy tree;
-    tree.m_nodes.push_back({-1, Kind::Top, QString(), 0, kTopColour});
+    tree.m_nodes.push_back({-1, Kind::Top, QString(), 0, kTopColour, {}});
     const int rowCount = static_cast<int>(rows.size());
 
     // Every GUID, of a process or of a parent, gets a number once; the rest works on arrays by number,
@@ -237,6 +237,7 @@ ProcessHierarchy ProcessHierarchy::build(const std::vector<Row>& rows, const Ter
         path.push_back({own[r], r, row.imageExe});
         onPath[own[r]] = r;
         int guid = up[r];
+        const QByteArray* guidText = &row.parentProcessGuid;
         QString name = row.parentImageExe;
         int base = 0;
         for (;;) {
@@ -247,7 +248,7 @@ ProcessHierarchy ProcessHierarchy::build(const std::vector<Row>& rows, const Ter
             const int first = earliest[guid];
             if (first < 0) {
                 base = static_cast<int>(tree.m_nodes.size());
-                tree.m_nodes.push_back({0, Kind::TopLevel, name, 0, kTopLevelColour});
+                tree.m_nodes.push_back({0, Kind::TopLevel, name, 0, kTopLevelColour, *guidText});
                 treeItems[guid] = base;
                 break;
             }
@@ -258,11 +259,13 @@ ProcessHierarchy ProcessHierarchy::build(const std::vector<Row>& rows, const Ter
             onPath[guid] = r;
             path.push_back({guid, first, name});
             guid = up[first];
+            guidText = &rows[first].parentProcessGuid;
             name = rows[first].parentImageExe;
         }
         for (auto step = path.rbegin(); step != path.rend(); ++step) {
             const int index = static_cast<int>(tree.m_nodes.size());
-            tree.m_nodes.push_back({base, Kind::Process, step->name, rows[step->row].fid, processColour});
+            tree.m_nodes.push_back({base, Kind::Process, step->name, rows[step->row].fid, processColour,
+                                    rows[step->row].processGuid});
             treeItems[step->guid] = index;
             base = index;
         }
@@ -301,7 +304,7 @@ std::vector<std::pair<int, int>> ProcessHierarchy::depthFirst() const {
 }
 
 QString ProcessHierarchy::toText() const {
-    static const char* const kKinds[] = {"top", "toplevel", "process"};
+    static const char* const kKinds[] = {"top", "toplevel", "process", "computer"};
     QString text;
     QTextStream out(&text);
     for (const auto& [index, depth] : depthFirst()) {
@@ -312,6 +315,108 @@ QString ProcessHierarchy::toText() const {
         out << '\t' << QString::asprintf("%06X", node.colour & 0xFFFFFF) << '\n';
     }
     return text;
+}
+
+ProcessHierarchy ProcessHierarchy::subset(const std::vector<char>& keep, std::vector<int>* origin) const {
+    ProcessHierarchy part;
+    std::vector<int> renumbered(m_nodes.size(), -1);
+    if (origin)
+        origin->clear();
+    for (int i = 0; i < size(); ++i) {
+        if (!keep[static_cast<size_t>(i)])
+            continue;
+        Node node = m_nodes[static_cast<size_t>(i)];
+        Q_ASSERT(node.parent < 0 || renumbered[static_cast<size_t>(node.parent)] >= 0);
+        node.parent = node.parent < 0 ? -1 : renumbered[static_cast<size_t>(node.parent)];
+        renumbered[static_cast<size_t>(i)] = part.size();
+        part.m_nodes.push_back(std::move(node));
+        if (origin)
+            origin->push_back(i);
+    }
+    return part;
+}
+
+ProcessHierarchy ProcessHierarchy::byComputer(const std::function<QString(int)>& computerOf,
+                                              std::vector<int>* origin) const {
+    ProcessHierarchy split;
+    std::vector<int> from;
+    if (m_nodes.empty()) {
+        if (origin)
+            origin->clear();
+        return split;
+    }
+    // Every subtree under the root, with the computer it belongs to; a top level node is cut into one
+    // piece per computer of its children.
+    struct Piece {
+        QString computer;
+        int node;                  // under the root
+        std::vector<int> children; // of a top level node: those of this computer
+    };
+    std::vector<Piece> pieces;
+    std::vector<std::vector<int>> children(m_nodes.size());
+    for (int i = 1; i < size(); ++i)
+        children[static_cast<size_t>(m_nodes[static_cast<size_t>(i)].parent)].push_back(i);
+    for (const int top : children[0]) {
+        if (m_nodes[static_cast<size_t>(top)].kind != Kind::TopLevel) {
+            pieces.push_back({computerOf(top), top, {}});
+            continue;
+        }
+        const size_t first = pieces.size();
+        for (const int child : children[static_cast<size_t>(top)]) {
+            const QString computer = computerOf(child);
+            auto piece = std::find_if(pieces.begin() + static_cast<std::ptrdiff_t>(first), pieces.end(),
+                                      [&](const Piece& p) { return p.computer == computer; });
+            if (piece == pieces.end()) {
+                pieces.push_back({computer, top, {}});
+                piece = pieces.end() - 1;
+            }
+            piece->children.push_back(child);
+        }
+    }
+    // Machines by name, case aside; pieces of one machine keep their order.
+    std::stable_sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) {
+        const int byCase = QString::compare(a.computer, b.computer, Qt::CaseInsensitive);
+        return byCase != 0 ? byCase < 0 : a.computer < b.computer;
+    });
+
+    const auto add = [&](Node node, int parent, int was) {
+        node.parent = parent;
+        split.m_nodes.push_back(std::move(node));
+        from.push_back(was);
+        return split.size() - 1;
+    };
+    // Copies a subtree depth-first; parents come before their children, as everywhere in a tree.
+    const auto copy = [&](int node, int parent) {
+        std::vector<std::pair<int, int>> pending{{node, parent}};
+        while (!pending.empty()) {
+            const auto [next, under] = pending.back();
+            pending.pop_back();
+            const int made = add(m_nodes[static_cast<size_t>(next)], under, next);
+            const auto& kids = children[static_cast<size_t>(next)];
+            for (auto kid = kids.rbegin(); kid != kids.rend(); ++kid)
+                pending.emplace_back(*kid, made);
+        }
+    };
+    add(m_nodes[0], -1, 0);
+    int computerNode = -1;
+    QString current;
+    for (size_t p = 0; p < pieces.size(); ++p) {
+        const Piece& piece = pieces[p];
+        if (p == 0 || piece.computer != current) {
+            current = piece.computer;
+            computerNode = add({0, Kind::Computer, current, 0, kComputerColour, {}}, 0, -1);
+        }
+        if (m_nodes[static_cast<size_t>(piece.node)].kind != Kind::TopLevel) {
+            copy(piece.node, computerNode);
+            continue;
+        }
+        const int top = add(m_nodes[static_cast<size_t>(piece.node)], computerNode, piece.node);
+        for (const int child : piece.children)
+            copy(child, top);
+    }
+    if (origin)
+        *origin = std::move(from);
+    return split;
 }
 
 } // namespace kelvane

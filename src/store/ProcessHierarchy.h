@@ -15,14 +15,16 @@ class TMainDataModule;
 // Built from one read of ProcessCreate in time order, in time linear in its rows, without recursion.
 class ProcessHierarchy {
 public:
-    enum class Kind : quint8 { Top, TopLevel, Process };
+    // Computer nodes stand only in the tree of byComputer(), between the root and a machine's processes.
+    enum class Kind : quint8 { Top, TopLevel, Process, Computer };
 
     struct Node {
         int parent = -1; // index of the parent node; -1 for the root
         Kind kind = Kind::Top;
-        QString exeName;    // as the node shows it, without the padding
+        QString exeName;    // as the node shows it, without the padding; a computer's name
         qint32 fid = 0;     // the creation row's FID; 0 for the root and top level nodes
         quint32 colour = 0; // RRGGBB
+        QByteArray guid;    // the process's GUID, or the unlogged parent's for a top level node
     };
 
     // The colours by kind; a process is coloured by whether it terminated.
@@ -30,6 +32,7 @@ public:
     static constexpr quint32 kTerminatedColour = 0x56ACF3;
     static constexpr quint32 kTopLevelColour = 0xEE82EE;
     static constexpr quint32 kRunningColour = 0xFF4500;
+    static constexpr quint32 kComputerColour = 0xB0C4DE;
 
     // One row of ProcessCreate as the tree reads it. GUIDs are UTF-8; a null GUID reads as empty text.
     struct Row {
@@ -74,6 +77,18 @@ public:
     std::vector<std::pair<int, int>> depthFirst() const;
     // One line per node depth-first: depth, kind, exe name, FID or nothing, colour as RRGGBB.
     QString toText() const;
+
+    // The nodes marked in `keep`, in their order, each under its parent; a kept node's parent must be
+    // kept too. `origin` (optional) receives, per new node, the index it had here.
+    ProcessHierarchy subset(const std::vector<char>& keep, std::vector<int>* origin = nullptr) const;
+
+    // The same tree with one computer node per machine under the root, in the order of their names,
+    // so that machines are not mixed. What hangs under the root goes under the computer of its process;
+    // a top level node stands under each computer that its children ran on, with those children.
+    // `computerOf` names the computer of a process node. `origin` receives, per new node, the index it
+    // had here, or -1 for a computer node.
+    ProcessHierarchy byComputer(const std::function<QString(int node)>& computerOf,
+                                std::vector<int>* origin = nullptr) const;
 
 private:
     std::vector<Node> m_nodes;

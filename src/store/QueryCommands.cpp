@@ -3,13 +3,17 @@
 #include "store/AllEventsSearch.h"
 #include "store/DestinationCountries.h"
 #include "store/Detections.h"
+#include "store/EventItems.h"
 #include "store/ProcessHierarchy.h"
+#include "store/ProcessTreeIndex.h"
 #include "store/TMainDataModule.h"
 
 #include <QFileInfo>
 #include <QTextStream>
 
+#include <algorithm>
 #include <stdexcept>
+#include <vector>
 
 namespace kelvane {
 
@@ -38,6 +42,68 @@ int runSearchCommand(TMainDataModule& data, const QStringList& args, QTextStream
     return 0;
 }
 
+// Every data item of every event (or of the events named by GID), a line per event in import order.
+int itemsCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
+    std::vector<std::int64_t> gids;
+    for (const QString& arg : args) {
+        bool ok = false;
+        const qlonglong gid = arg.toLongLong(&ok);
+        if (!ok) {
+            QTextStream(stderr) << "usage: kelvane-query --db PATH items [GID...]\n";
+            return 2;
+        }
+        gids.push_back(gid);
+    }
+    auto print = [&out](const EventItems& event) { out << QString::fromStdString(itemsLine(event)) << '\n'; };
+    if (gids.empty()) {
+        forEachEventItems(data.connection(), print);
+        return 0;
+    }
+    std::sort(gids.begin(), gids.end());
+    gids.erase(std::unique(gids.begin(), gids.end()), gids.end());
+    for (std::int64_t gid : gids)
+        if (const auto event = readEventItems(data.connection(), gid))
+            print(*event);
+    return 0;
+}
+
+// The hierarchy as the tab draws it after a generation; --by-computer with a root per computer,
+// --focus GUID only that process's family (of each process of the GUID).
+int hierarchyCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
+    bool byComputer = false;
+    QString focus;
+    for (qsizetype i = 0; i < args.size(); ++i) {
+        if (args[i] == "--by-computer") {
+            byComputer = true;
+        } else if (args[i] == "--focus" && i + 1 < args.size()) {
+            focus = args[++i];
+        } else {
+            QTextStream(stderr)
+                << "usage: kelvane-query --db PATH hierarchy [--by-computer] [--focus GUID]\n";
+            return 2;
+        }
+    }
+    ProcessHierarchy tree = ProcessHierarchy::generate(data);
+    if (!byComputer && focus.isEmpty()) {
+        out << tree.toText();
+        return 0;
+    }
+    std::vector<ProcessFacts> facts = ProcessTreeIndex::readFacts(data, tree);
+    ProcessTreeIndex index(std::move(tree), std::move(facts));
+    if (byComputer)
+        index = index.byComputer();
+    if (!focus.isEmpty()) {
+        const std::vector<int> nodes = index.nodesOfGuid(focus);
+        if (nodes.empty()) {
+            QTextStream(stderr) << "kelvane-query: " << focus << ": no such process in the hierarchy\n";
+            return 1;
+        }
+        index = index.focused(nodes);
+    }
+    out << index.tree().toText();
+    return 0;
+}
+
 // Every match of the Sigma rules: GID, rule id, level, title, tab-separated, in GID order.
 int detectionsCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
     if (!args.isEmpty())
@@ -52,15 +118,10 @@ int detectionsCommand(TMainDataModule& data, const QStringList& args, QTextStrea
 const std::map<QString, QueryCommand>& queryCommands() {
     // Each view registers its reading here.
     static const std::map<QString, QueryCommand> commands = {
-        {"hierarchy",
-         {QString(),
-          [](TMainDataModule& data, const QStringList&, QTextStream& out) {
-              // The first generation after opening: what the Hierarchy tab draws.
-              out << ProcessHierarchy::generate(data).toText();
-              return 0;
-          }}},
+        {"hierarchy", {"[--by-computer] [--focus GUID]", hierarchyCommand}},
         {"countries", {QString(), countriesCommand}},
         {"search", {"TERM", &runSearchCommand}},
+        {"items", {"[GID...]", &itemsCommand}},
         {"detections", {QString(), detectionsCommand}},
     };
     return commands;

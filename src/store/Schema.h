@@ -35,11 +35,13 @@ struct TableDef {
     const char* datasetName; // write-side dataset, e.g. ProcesscreateTable
     const char* readName;    // read-side dataset of the all-events view, empty if none
     std::span<const FieldDef> fields;
+    const char* tableConstraint = ""; // after the columns, e.g. a composite key
+    const char* options = "";         // after the closing parenthesis
 };
 
 namespace schema {
 
-// The 28 tables in the order in which the creation script creates them.
+// Every table in the order in which the creation script creates them.
 std::span<const TableDef> tables();
 const TableDef* table(std::string_view name);
 // Look-up by write-side dataset name (ProcesscreateTable).
@@ -58,16 +60,17 @@ std::string creationScript();
 std::string deleteAllScript();
 std::string checkDataQuery();
 std::string searchAllEventsQuery();
-// The twenty sub-selects of that statement, in its order: each gives the FID of the rows of one event
-// table that contain :TermParam.
+// The sub-selects of that statement, in its order: each gives the FID of the rows of one event table
+// (or of the extra items) that contain :TermParam.
 struct SearchSubSelect {
     const char* table;
     std::string sql;
+    const char* sizeColumn; // its largest value tells the table's size cheaply
 };
 std::vector<SearchSubSelect> searchSubSelects();
 
 // The number of names in sqlite_master of a complete database.
-constexpr int kTableCount = 29;
+constexpr int kTableCount = 40;
 constexpr const char* kDatabaseVersion = "3.1";
 
 } // namespace schema

@@ -2,19 +2,7 @@
 
 #include "store/TMainDataModule.h"
 
-#include <stdexcept>
-
 namespace kelvane {
-
-namespace {
-
-TMainDataModule& programData() {
-    if (!MainDataModule)
-        throw std::logic_error("The data module has not been created");
-    return *MainDataModule;
-}
-
-} // namespace
 
 int countSessionEvents(TMainDataModule& data, const QString& guid) {
     TQuery& count = data.query(QStringLiteral("FDQueryGetSessionEventsCount"));
@@ -24,10 +12,6 @@ int countSessionEvents(TMainDataModule& data, const QString& guid) {
     const int total = count.eof() ? 0 : count.value(QStringLiteral("TOTAL_COUNT")).toInt();
     count.close();
     return total;
-}
-
-int countSessionEvents(const QString& guid) {
-    return countSessionEvents(programData(), guid);
 }
 
 std::vector<SessionEvent> readSessionEvents(TMainDataModule& data, const QString& guid) {

@@ -24,8 +24,6 @@ struct SessionEvent {
 // The number of events of the session (GUID compared without regard to case), through
 // FDQueryGetSessionEventsCount, which is closed again.
 int countSessionEvents(TMainDataModule& data, const QString& guid);
-// The same through the program's data module.
-int countSessionEvents(const QString& guid);
 
 // The session's events in time order, through FDQueryGetSessionEvents, which stays open on its
 // last row (its next user closes it first).

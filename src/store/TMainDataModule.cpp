@@ -3,6 +3,8 @@
 #include "store/Detections.h"
 #include "store/Schema.h"
 
+#include <QtGlobal>
+
 namespace kelvane {
 
 TMainDataModule* MainDataModule = nullptr;
@@ -75,7 +77,12 @@ TMainDataModule::TMainDataModule() {
 }
 
 TMainDataModule::~TMainDataModule() {
-    CloseDatabaseAndTables();
+    try {
+        CloseDatabaseAndTables();
+    } catch (const std::exception& e) {
+        // Nobody is left to show it to but the console.
+        qWarning("%s", e.what());
+    }
 }
 
 void TMainDataModule::addQuery(const QString& name, std::string sql) {
@@ -103,14 +110,18 @@ void TMainDataModule::CloseDatabase() {
     for (auto& dataset : m_datasets)
         dataset->close();
     m_allEventsViewActive = false;
+    // The connection goes whatever happens; rows of a batch it could not commit are rolled back with
+    // it, and the caller hears so.
+    const std::unique_ptr<sql::Database> closing = std::move(m_connection);
     if (m_inBatch) {
-        try {
-            m_connection->exec("COMMIT");
-        } catch (...) {
-        }
         m_inBatch = false;
+        try {
+            closing->exec("COMMIT");
+        } catch (const sql::Error& e) {
+            throw sql::Error(std::string("The last events could not be written to the database: ") + e.what(),
+                             e.code());
+        }
     }
-    m_connection.reset();
 }
 
 void TMainDataModule::OpenDatabaseAndTables() {

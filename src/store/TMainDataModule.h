@@ -27,6 +27,8 @@ public:
     const QString& databasePath() const { return m_databasePath; }
 
     void OpenDatabase();
+    // Commits a batch still open; throws sql::Error when that fails, with the connection closed all
+    // the same (the batch's rows are lost then).
     void CloseDatabase();
     void OpenDatabaseAndTables();
     void CloseTablesOnly();

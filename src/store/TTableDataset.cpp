@@ -25,6 +25,9 @@ void cutToWidth(std::string& text, int width) {
 
 TTableDataset::TTableDataset(const TableDef& table, std::vector<FieldDef> fields)
     : m_table(table), m_fields(std::move(fields)), m_name(table.datasetName), m_values(m_fields.size()) {
+    // Which fields a row assigns is kept as one bit each in a 64-bit mask.
+    if (m_fields.size() > 64)
+        throw DatasetError(m_name + ": more than 64 fields");
     for (const FieldDef& field : m_fields) {
         m_names.emplace_back(field.name);
         m_hasKey = m_hasKey || field.kind == FieldKind::AutoInc;
@@ -89,6 +92,8 @@ int TTableDataset::fieldByName(std::string_view fieldName) const {
 }
 
 void TTableDataset::assign(int field) {
+    if (field < 0 || static_cast<size_t>(field) >= m_fields.size())
+        throw DatasetError(m_name + ": Field index " + std::to_string(field) + " out of range");
     if (!m_pending)
         throw DatasetError(m_name + ": Dataset not in edit or insert mode");
     if (m_fields[static_cast<size_t>(field)].flags & FieldFlag::ReadOnly)

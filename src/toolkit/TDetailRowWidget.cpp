@@ -64,6 +64,17 @@ TDetailRowWidget::TDetailRowWidget(const DetailView& view, const DetailRows& row
         if (view.columns[c].link != DetailLink::None)
             m_table->setItemDelegateForColumn(static_cast<int>(c), new TLinkDelegate(m_table));
     m_table->resizeColumnsToContents();
+    // A command line or a path as wide as the screen would push the key columns (a connection's
+    // destination) out of a small window: long columns are capped, their full text in a tooltip.
+    constexpr int kWidestColumn = 320;
+    for (int c = 0; c < m_model->columnCount(); ++c) {
+        if (m_table->columnWidth(c) <= kWidestColumn)
+            continue;
+        m_table->setColumnWidth(c, kWidestColumn);
+        for (int r = 0; r < m_model->rowCount(); ++r)
+            if (QStandardItem* item = m_model->item(r, c))
+                item->setToolTip(item->text());
+    }
     const bool empty = rows.rows.empty();
     m_table->setVisible(!empty || !*view.emptyText);
     m_empty->setVisible(empty && *view.emptyText);

@@ -78,8 +78,20 @@ void TDiagramNode::setExpanded(bool expanded) {
     if (expanded == m_expanded)
         return;
     m_expanded = expanded;
-    if (hasChildren())
+    if (hasVisibleChildren())
         m_diagram->invalidateLayout();
+}
+
+void TDiagramNode::setHidden(bool hidden) {
+    if (hidden == m_hidden)
+        return;
+    m_hidden = hidden;
+    m_diagram->invalidateLayout();
+}
+
+bool TDiagramNode::hasVisibleChildren() const {
+    return std::any_of(m_children.begin(), m_children.end(),
+                       [](const auto& child) { return !child->m_hidden; });
 }
 
 QRect TDiagramNode::rect() const {

@@ -58,6 +58,16 @@ public:
     bool isExpanded() const { return m_expanded; }
     void setExpanded(bool expanded);
 
+    // A hidden node is left out of the drawing with all its descendants (a focus on part of a tree).
+    bool isHidden() const { return m_hidden; }
+    void setHidden(bool hidden);
+    // Whether the node has a child that is not hidden: what its +/- button stands for.
+    bool hasVisibleChildren() const;
+
+    // A number the owner gives the node, e.g. its place in the owner's own model; -1 until set.
+    int tag() const { return m_tag; }
+    void setTag(int tag) { m_tag = tag; }
+
     bool hasRecord() const { return m_record.has_value(); }
     const std::any& record() const { return m_record; }
     // The record if it is a T, else nullptr.
@@ -84,6 +94,8 @@ private:
     int m_width;
     int m_height;
     bool m_expanded = false;
+    bool m_hidden = false;
+    int m_tag = -1;
     // Where the last layout put the node; valid while m_layoutStamp matches the diagram's.
     QRect m_rect;
     quint64 m_layoutStamp = 0;

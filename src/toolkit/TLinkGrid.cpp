@@ -4,8 +4,10 @@
 #include "toolkit/TLinkTableView.h"
 #include "toolkit/TPagedQueryModel.h"
 
+#include <QHelpEvent>
 #include <QLineEdit>
 #include <QTimer>
+#include <QToolTip>
 #include <QVBoxLayout>
 
 namespace kelvane::ui {
@@ -34,6 +36,8 @@ TLinkGrid::TLinkGrid(QWidget* parent)
     connect(m_findDelay, &QTimer::timeout, this, &TLinkGrid::applyFindText);
     connect(m_view, &QAbstractItemView::clicked, this,
             [this](const QModelIndex& index) { emit linkClicked(index.data(Qt::DisplayRole).toString()); });
+    connect(m_view, &TLinkTableView::keyActivated, this,
+            [this](const QModelIndex& index) { emit linkClicked(index.data(Qt::DisplayRole).toString()); });
 }
 
 TLinkGrid::~TLinkGrid() = default;
@@ -48,6 +52,25 @@ void TLinkGrid::setQuery(std::unique_ptr<TPagedQuery> query) {
 void TLinkGrid::clear() {
     m_findDelay->stop();
     m_model->clear();
+}
+
+void TLinkGrid::setToolTipSource(std::function<QString(const QString&)> source) {
+    m_toolTip = std::move(source);
+    m_view->viewport()->installEventFilter(this);
+}
+
+bool TLinkGrid::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() != QEvent::ToolTip || watched != m_view->viewport() || !m_toolTip)
+        return QWidget::eventFilter(watched, event);
+    const auto* help = static_cast<QHelpEvent*>(event);
+    const QModelIndex index = m_view->indexAt(help->pos());
+    if (!index.isValid()) {
+        QToolTip::hideText();
+        return true;
+    }
+    QToolTip::showText(help->globalPos(), m_toolTip(index.data(Qt::DisplayRole).toString()), m_view,
+                       m_view->visualRect(index));
+    return true;
 }
 
 QTableView* TLinkGrid::view() const {

@@ -1,6 +1,7 @@
 #include "toolkit/TLinkTableView.h"
 
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
 
@@ -41,6 +42,18 @@ void TLinkTableView::paintEvent(QPaintEvent* event) {
     QPainter painter(viewport());
     painter.setPen(palette().color(QPalette::Text));
     painter.drawText(viewport()->rect(), Qt::AlignCenter | Qt::TextSingleLine, m_emptyText);
+}
+
+void TLinkTableView::keyPressEvent(QKeyEvent* event) {
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (enter && currentIndex().isValid()) {
+        emit keyActivated(currentIndex());
+        return;
+    }
+    const QModelIndex before = currentIndex();
+    QTableView::keyPressEvent(event);
+    if (currentIndex().isValid() && currentIndex() != before)
+        emit keyActivated(currentIndex());
 }
 
 void TLinkTableView::mouseMoveEvent(QMouseEvent* event) {

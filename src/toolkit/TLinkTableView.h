@@ -19,7 +19,12 @@ public:
     // True while the model has no rows, that is while the empty text is drawn.
     bool isEmpty() const;
 
+signals:
+    // The keyboard moved the current row, or Enter was pressed on it: what a click on it does.
+    void keyActivated(const QModelIndex& index);
+
 protected:
+    void keyPressEvent(QKeyEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void changeEvent(QEvent* event) override;

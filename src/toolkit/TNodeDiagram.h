@@ -56,6 +56,16 @@ public:
     TDiagramNode* selectedNode() const { return m_selected; }
     void setSelectedNode(TDiagramNode* node);
 
+    // Scrolls so that the node stands in the middle of the view, or only as far as it takes to show
+    // it whole. A node that is not laid out (hidden, under a folded node) is left alone.
+    void centreOn(TDiagramNode* node);
+    void ensureNodeVisible(TDiagramNode* node);
+    // Folds or unfolds a node, keeping it where it stands in the view though its subtree changes.
+    void setExpandedInPlace(TDiagramNode* node, bool expanded);
+    // Grows with every change of the drawing but the selection: lets a picture of the whole know when
+    // to be redone.
+    quint64 changeStamp() const { return m_contentStamp; }
+
     // Viewport coordinates to drawing coordinates and back, for the current scroll and zoom.
     QPointF mapToDrawing(const QPointF& viewportPos);
     QPointF mapFromDrawing(const QPointF& drawingPos);
@@ -94,6 +104,10 @@ signals:
     // A double click on a node, after it was selected.
     void nodeDoubleClicked(kelvane::ui::TDiagramNode* node);
     void selectionChanged(kelvane::ui::TDiagramNode* node);
+    // The view moved over the drawing, or the drawing changed its size.
+    void viewChanged();
+    // A right click, after the node under it (or none) was selected.
+    void contextMenuRequested(kelvane::ui::TDiagramNode* node, const QPoint& globalPos);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -102,6 +116,9 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
+    // Arrows move between nodes in the drawing's order, Left and Right fold and unfold, Enter opens.
+    void keyPressEvent(QKeyEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
 
 private:
     friend class TDiagramNode;
@@ -123,6 +140,10 @@ private:
     QRectF expandButtonRect(const QRect& nodeRect) const;
     TDiagramNode* expandButtonAt(const QPointF& drawingPos);
     int layoutIndexAt(const QPointF& drawingPos, bool withButton);
+    // Neighbours in the order of a depth-first walk over the nodes that are laid out.
+    TDiagramNode* nextShown(TDiagramNode* node) const;
+    TDiagramNode* previousShown(TDiagramNode* node) const;
+    const std::vector<std::unique_ptr<TDiagramNode>>& siblingsOf(const TDiagramNode* node) const;
     void removeSubtrees(std::vector<std::unique_ptr<TDiagramNode>>& nodes, bool notify);
 
     void paintConnectors(QPainter& painter, const QRectF& exposed);
@@ -142,7 +163,8 @@ private:
 
     bool m_zoomToFit = false;
     quint64 m_paintStamp = 0; // grows with every change that shows
-    QImage m_fitPicture;      // the fitted drawing as last painted
+    quint64 m_contentStamp = 0;
+    QImage m_fitPicture; // the fitted drawing as last painted
     quint64 m_fitPictureStamp = 0;
     QFont m_font;
     QHash<QString, TextMetrics> m_textMetrics;

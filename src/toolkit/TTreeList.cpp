@@ -5,7 +5,9 @@
 #include <QPainter>
 #include <QStyledItemDelegate>
 #include <QTextLayout>
+#include <QTreeWidgetItemIterator>
 
+#include <algorithm>
 #include <cmath>
 
 namespace kelvane::ui {
@@ -162,6 +164,32 @@ void TTreeList::setColumns(const QStringList& captions, const QList<int>& widths
     static_cast<CaptionHeader*>(header())->icon = captionIcon;
     for (int i = 0; i < widths.size() && i < captions.size(); ++i)
         setColumnWidth(i, widths[i]);
+    fitColumns();
+}
+
+void TTreeList::fitColumns() {
+    const QFontMetrics captions(header()->font());
+    const QFontMetrics cells(font());
+    const int limit = std::max(viewport()->width() / 2, 100);
+    for (int column = 0; column + 1 < columnCount(); ++column) {
+        // The caption's icon stands at its right end, beside the text.
+        const int caption =
+            captions.horizontalAdvance(headerItem()->text(column)) + 3 * kCellMargin +
+            (static_cast<CaptionHeader*>(header())->icon.isNull() ? 0 : kIconSize + kCellMargin);
+        int width = 0;
+        for (QTreeWidgetItemIterator it(this); *it; ++it) {
+            const QTreeWidgetItem* item = *it;
+            if (item->isFirstColumnSpanned())
+                continue;
+            int indent = 0;
+            if (column == 0)
+                for (const QTreeWidgetItem* p = item; p; p = p->parent())
+                    indent += indentation();
+            for (const QString& line : item->text(column).split(QLatin1Char('\n')))
+                width = std::max(width, indent + cells.horizontalAdvance(line.trimmed()) + 2 * kCellMargin);
+        }
+        setColumnWidth(column, std::max({columnWidth(column), caption, std::min(width, limit)}));
+    }
 }
 
 QTreeWidgetItem* TTreeList::addRow(QTreeWidgetItem* parent, const QStringList& cells) {

@@ -35,6 +35,9 @@ public:
     QTreeWidgetItem* addRow(QTreeWidgetItem* parent, const QStringList& cells);
     // Marks every row that has children as a heading; call after a branch is complete.
     void markHeadings(QTreeWidgetItem* branch);
+    // Widens every column but the last (which takes the rest) to its caption and its widest line of
+    // text, up to half of the view; narrower than set it never makes them.
+    void fitColumns();
 
     // The options a cell is drawn with, the hook applied: for tests and pictures.
     QStyleOptionViewItem cellOptions(const QTreeWidgetItem* item, int column) const;

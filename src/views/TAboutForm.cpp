@@ -1,6 +1,9 @@
 #include "views/TAboutForm.h"
 
+#include "settings/ProductInfo.h"
+
 #include <QDesktopServices>
+#include <QDir>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -14,7 +17,8 @@ TAboutForm::TAboutForm(QWidget* owner)
                          Qt::WindowCloseButtonHint) {
     setObjectName("TAboutForm");
     setWindowTitle("About");
-    setFixedSize(507, 114);
+    // A line higher than the credit alone needs: it also names the open database.
+    setFixedSize(507, 138);
 
     HTMLabelAbout = new QLabel(this);
     HTMLabelAbout->setObjectName("HTMLabelAbout");
@@ -23,10 +27,16 @@ TAboutForm::TAboutForm(QWidget* owner)
     // The link keeps its own colour whatever the palette says about links.
     HTMLabelAbout->setText(QString("<b>Kelvane 3.1</b><br>Made by the Kelvane developers &mdash; "
                                    "<a href=\"%1\" style=\"color:#F5662D;\">%1</a>")
-                               .arg(kProjectPage));
+                               .arg(product::kProjectPage));
     HTMLabelAbout->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
     connect(HTMLabelAbout, &QLabel::linkActivated, this,
             [](const QString& link) { QDesktopServices::openUrl(QUrl(link)); });
+
+    LabelDatabase = new QLabel(this);
+    LabelDatabase->setObjectName("LabelDatabase");
+    LabelDatabase->setAlignment(Qt::AlignCenter);
+    LabelDatabase->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    setDatabasePath(QString());
 
     ButtonOk = new QPushButton("&Ok", this);
     ButtonOk->setObjectName("ButtonOk");
@@ -50,7 +60,13 @@ TAboutForm::TAboutForm(QWidget* owner)
     sigma->setText("Detections use the Sigma rules of the SigmaHQ project and its contributors "
                    "(https://github.com/SigmaHQ/sigma), under the Detection Rule License 1.1.");
     layout->addWidget(sigma);
+    layout->addWidget(LabelDatabase);
     layout->addLayout(buttons);
+}
+
+void TAboutForm::setDatabasePath(const QString& path) {
+    LabelDatabase->setText(path.isEmpty() ? QString("No database is open")
+                                          : "Database: " + QDir::toNativeSeparators(path));
 }
 
 } // namespace kelvane::ui

@@ -11,13 +11,14 @@ namespace kelvane::ui {
 class TAboutForm : public QDialog {
     Q_OBJECT
 public:
-    // The project's home page, linked from the credit line.
-    static constexpr const char* kProjectPage = "https://kelvane.org";
-
     explicit TAboutForm(QWidget* owner = nullptr);
+
+    // The database file that is open, or empty when none is.
+    void setDatabasePath(const QString& path);
 
 private:
     QLabel* HTMLabelAbout = nullptr;
+    QLabel* LabelDatabase = nullptr;
     QPushButton* ButtonOk = nullptr;
 };
 

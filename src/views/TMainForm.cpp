@@ -1,10 +1,13 @@
 #include "views/TMainForm.h"
 
 #include "output/gui/ExportFlows.h"
-#include "settings/TPreferencesForm.h"
+#include "settings/AppPaths.h"
+#include "settings/gui/TPreferencesForm.h"
 #include "store/AllEventsLayout.h"
 #include "store/AllEventsSearch.h"
+#include "store/ProcessViewQueries.h"
 #include "store/TMainDataModule.h"
+#include "toolkit/DiagramKeys.h"
 #include "toolkit/Icons.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/SpeedButton.h"
@@ -27,6 +30,7 @@
 #include <QPushButton>
 #include <QShortcut>
 #include <QSplitter>
+#include <QStatusBar>
 #include <QStyle>
 #include <QTabWidget>
 #include <QToolButton>
@@ -55,9 +59,7 @@ QLabel* label(QWidget* parent, const char* name, const QString& text) {
 } // namespace
 
 QString TMainForm::defaultDatabasePath() {
-    // The folder of the executable with its trailing separator, then the file name.
-    return QDir::toNativeSeparators(QCoreApplication::applicationDirPath() + '/') + QDir::separator() +
-           "KelvaneDB";
+    return paths::defaultDatabasePath();
 }
 
 TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget* parent)
@@ -70,7 +72,20 @@ TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget
     QFont font("Tahoma");
     font.setPixelSize(12);
     setFont(font);
-    resize(1226, 693 + 24);
+    statusBar()->setObjectName("StatusBarMain");
+    LabelOpenExportFolder = new QLabel("<a href=\"folder\" style=\"color:#ffffff\">Open folder</a>", this);
+    LabelOpenExportFolder->setObjectName("LabelOpenExportFolder");
+    LabelOpenExportFolder->hide();
+    statusBar()->addPermanentWidget(LabelOpenExportFolder);
+    connect(LabelOpenExportFolder, &QLabel::linkActivated, this,
+            [this] { MessageService::openDocument(this, m_exportPlace.folder()); });
+    // The link belongs to the export's message and goes with it.
+    connect(statusBar(), &QStatusBar::messageChanged, this, [this](const QString& message) {
+        if (!message.startsWith("Exported to "))
+            LabelOpenExportFolder->hide();
+    });
+    // The client area keeps its size; menu and status bar come on top of it.
+    resize(1226, 693 + 24 + statusBar()->sizeHint().height());
 
     PageControlMain = new QTabWidget(this);
     PageControlMain->setObjectName("PageControlMain");
@@ -92,6 +107,7 @@ TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget
     buildMenu();
     connectExportButtons();
     FormCreate();
+    fillRecentDatabasesMenu();
 }
 
 TMainForm::~TMainForm() {
@@ -112,6 +128,7 @@ void TMainForm::FormCreate() {
     m_data.setDatabasePath(m_databasePath);
     LabelGroupByHint->setText(
         "Drag \"Event Type\" or \"Process GUID\" column headers here to group events...");
+    showCanvasHint();
 }
 
 void TMainForm::guarded(const std::function<void()>& handler) {
@@ -131,6 +148,10 @@ void TMainForm::buildMenu() {
          &TMainForm::LoadExistingDataMenuItemClick},
         {"ImportSysmonLogsMenuItem", "&Import Sysmon Event logs...", "Ctrl+I", true,
          &TMainForm::ImportSysmonLogsMenuItemClick},
+        {"OpenDatabaseMenuItem", "&Open Database...", "Ctrl+O", true, &TMainForm::OpenDatabaseMenuItemClick},
+        {"ImportIntoNewDatabaseMenuItem", "Import into &New Database...", "Ctrl+N", true,
+         &TMainForm::ImportIntoNewDatabaseMenuItemClick},
+        {"RecentDatabasesMenuItem", "&Recent Databases", "", true, nullptr},
         {"ImportSysmonElasticsearchlogsMenuItem", "(Experimental) Import Sysmon Elas&ticsearch logs...",
          "Ctrl+T", false, &TMainForm::ImportSysmonElasticsearchlogsMenuItemClick},
         {"N3", "-", "", true, nullptr},
@@ -148,8 +169,16 @@ void TMainForm::buildMenu() {
     QMenu* fileMenu = menuBar()->addMenu("&File");
     fileMenu->setObjectName("FileMainMenuItem");
     for (const Entry& e : file) {
-        QAction* action =
-            QString(e.caption) == "-" ? fileMenu->addSeparator() : fileMenu->addAction(e.caption);
+        QAction* action = nullptr;
+        if (QString(e.caption) == "-") {
+            action = fileMenu->addSeparator();
+        } else if (QString(e.name) == "RecentDatabasesMenuItem") {
+            m_recentDatabasesMenu = fileMenu->addMenu(e.caption);
+            action = m_recentDatabasesMenu->menuAction();
+            connect(m_recentDatabasesMenu, &QMenu::aboutToShow, this, &TMainForm::fillRecentDatabasesMenu);
+        } else {
+            action = fileMenu->addAction(e.caption);
+        }
         action->setObjectName(e.name);
         action->setVisible(e.visible);
         action->setProperty("menuShortcut", QKeySequence(e.shortcut));
@@ -194,12 +223,8 @@ QWidget* TMainForm::buildEventFilterPanel() {
     auto* layout = new QVBoxLayout(filterPanel);
     scCheckListBoxEventsFilter = new QListWidget(filterPanel);
     scCheckListBoxEventsFilter->setObjectName("scCheckListBoxEventsFilter");
-    for (const char* entry :
-         {"CreateRemoteThreadDetected", "FileCreated", "FileCreationTimeChanged", "FileStreamCreated",
-          "ImageLoaded", "NetworkConnectionDetected", "PipeConnected", "PipeCreated", "ProcessAccessed",
-          "ProcessCreate", "ProcessTerminated", "RawAccessReadDetected", "RegistryObjectAddedOrDeleted",
-          "RegistryValueSet", "RegistryObjectRenamed", "DnsQuery"}) {
-        auto* item = new QListWidgetItem(entry, scCheckListBoxEventsFilter);
+    for (const EventFilterEntry& entry : eventFilterEntries()) {
+        auto* item = new QListWidgetItem(QString::fromLatin1(entry.name), scCheckListBoxEventsFilter);
         item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
         item->setCheckState(Qt::Checked);
     }
@@ -228,14 +253,14 @@ QWidget* TMainForm::buildProcessViewTab() {
     tab->setObjectName("TabSheetImages");
     auto* tabLayout = new QHBoxLayout(tab);
     tabLayout->setContentsMargins(0, 0, 0, 0);
-    auto* splitter1 = new QSplitter(Qt::Horizontal, tab);
+    auto* splitter1 = Splitter1 = new QSplitter(Qt::Horizontal, tab);
     splitter1->setObjectName("Splitter1");
     tabLayout->addWidget(splitter1);
 
     auto* left = panel(splitter1, "PanelLeft");
     auto* leftLayout = new QVBoxLayout(left);
     leftLayout->setContentsMargins(0, 0, 0, 0);
-    auto* splitter2 = new QSplitter(Qt::Vertical, left);
+    auto* splitter2 = Splitter2 = new QSplitter(Qt::Vertical, left);
     splitter2->setObjectName("Splitter2");
     leftLayout->addWidget(splitter2);
 
@@ -265,7 +290,7 @@ QWidget* TMainForm::buildProcessViewTab() {
     cxGridImages = makeGrid(images, "cxGridImages");
     imagesLayout->addWidget(cxGridImages);
 
-    auto* splitter3 = new QSplitter(Qt::Vertical, splitter2);
+    auto* splitter3 = Splitter3 = new QSplitter(Qt::Vertical, splitter2);
     splitter3->setObjectName("Splitter3");
     auto* paths = panel(splitter3, "PanelPathSummaries");
     auto* pathsLayout = new QVBoxLayout(paths);
@@ -278,6 +303,13 @@ QWidget* TMainForm::buildProcessViewTab() {
     sessionsLayout->setContentsMargins(2, 2, 2, 2);
     sessionsLayout->addWidget(label(sessions, "LabelSessions", "Sessions (GUIDs)"));
     cxGridImageSessions = makeGrid(sessions, "cxGridImageSessions");
+    cxGridImageSessions->setToolTipSource([this](const QString& guid) {
+        try {
+            return m_data.HasDatabaseConnection() ? sessionSummary(m_data.connection(), guid) : QString();
+        } catch (const std::exception& e) {
+            return "The session's process could not be read: " + QString::fromUtf8(e.what());
+        }
+    });
     sessionsLayout->addWidget(cxGridImageSessions);
     splitter2->setSizes({261, 430});
     splitter3->setSizes({169, 261});
@@ -301,6 +333,8 @@ QWidget* TMainForm::buildProcessViewTab() {
     drawingLayout->addWidget(toolbar);
     EventsDiagram = new ui::TNodeDiagram(drawing);
     EventsDiagram->setObjectName("EventsDiagram");
+    ui::followKeyboard(EventsDiagram);
+    buildCanvasHint();
     drawingLayout->addWidget(EventsDiagram);
     splitter1->addWidget(left);
     splitter1->addWidget(drawing);
@@ -331,10 +365,12 @@ void TMainForm::PreferencesMenuItemClick() {
 
 void TMainForm::AboutMenuItemClick() {
     if (auto* about = findChild<ui::TAboutForm*>("AboutForm")) {
+        about->setDatabasePath(openDatabasePath());
         MessageService::exec(about);
         return;
     }
     ui::TAboutForm about(this);
+    about.setDatabasePath(openDatabasePath());
     MessageService::exec(&about);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "output/ExportPlace.h"
 #include "store/NetworkTrafficGrid.h"
 #include "toolkit/MessageService.h"
 
@@ -9,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <vector>
 
 class QAction;
 class QComboBox;
@@ -18,6 +20,7 @@ class QTreeView;
 class QLabel;
 class QLineEdit;
 class QListWidget;
+class QMenu;
 class QProgressBar;
 class QPushButton;
 class QSplitter;
@@ -35,6 +38,7 @@ class Database;
 }
 class ProcessHierarchy;
 class DetectionsModel;
+class HierarchyBrowser;
 class NetworkTrafficModel;
 class AllEventsGridDescription;
 class AllEventsSearchTask;
@@ -55,13 +59,23 @@ class TWorldMap;
 class TMainForm : public QMainWindow {
     Q_OBJECT
 public:
-    // databasePath: where KelvaneDB lies (beside the executable unless a test says otherwise).
+    // databasePath: the database that loads and imports use until another is opened (the default one,
+    // beside the executable or in the user's data folder, unless the command line or a test names one).
     explicit TMainForm(TMainDataModule& data, const QString& databasePath = QString(),
                        QWidget* parent = nullptr);
     ~TMainForm() override;
 
     static QString defaultDatabasePath();
     const QString& databasePath() const { return m_databasePath; }
+    // The file whose data the views show, or empty before a load or an import.
+    QString openDatabasePath() const { return FDataLoaded ? m_databasePath : QString(); }
+
+    // A database per case. Opens the Kelvane database at path and shows it; says what is wrong and
+    // keeps the views as they were when it is not one. A path that does not exist yet becomes the
+    // database of the next import.
+    bool openDatabaseFile(const QString& path);
+    void OpenDatabaseMenuItemClick();
+    void ImportIntoNewDatabaseMenuItemClick();
 
     // State every view tests for itself.
     bool dataLoaded() const { return FDataLoaded; }
@@ -103,6 +117,10 @@ public:
     void SpeedButtonGenerateProcessHierarchyClick();
     void SpeedButtonHierarchyZoomClick();
     void ProcessDiagramDeletion(ui::TDiagramNode* node);
+    // Shows the Hierarchy tab focused on the process of a GUID, generating the tree first if need be.
+    // Called by the process create sheet and by the process view's sessions.
+    Q_INVOKABLE void focusProcessInHierarchy(const QString& guid);
+    HierarchyBrowser* hierarchyBrowser() const { return m_hierarchyBrowser; }
     // Map view.
     void MarkCountry(const QString& code, int count);
     void ChartMapClickSeries(int index);
@@ -139,9 +157,6 @@ public:
     void DetectionEventDblClick(int row);
     QWidget* detectionsTab() const { return TabSheetDetections; }
 
-    // The support address of the failure message after an import.
-    static constexpr const char* kSupportAddress = "support@kelvane.org";
-
 private:
     void FormCreate();
     void buildMenu();
@@ -158,15 +173,33 @@ private:
     output::GridDescription networkEventsExportGrid() const;
     output::GridDescription allEventsExportGrid() const;
     void refreshAfterImport();
+    // After an export: where the file went, in the status bar, with a link to its folder.
+    void exported(const QString& fileName);
+    // The log import into the current database; gives the dialog's result, 0 when it did not run.
+    int runLogImport();
+    // The title and the recent list follow the database that is shown.
+    void databaseShown();
+    void fillRecentDatabasesMenu();
+    // After a failed import: how many events the file holds all the same, in the status bar.
+    void showStoredBeforeFailure();
     // Opens the connection; says so and gives false when it can't.
     bool connectDatabase();
+    void closeDatabaseAndViews();
     // Closes the views, deletes the database file after asking, and connects to a new empty one.
     bool replaceDatabase();
     void showLatestChain();
+    // The process view's lists get room by what they hold: the left column widens to its widest row,
+    // and on a small screen the three panes share its height by their rows.
+    void fitProcessLists();
+    // What the empty canvas of the process view says: how to begin, or how to draw a session.
+    void buildCanvasHint();
+    void showCanvasHint();
     void openExes();
     void ColorDestinationCountries();
-    // Replaces the hierarchy's nodes by the tree's; `report` hears the percentage done.
-    void fillProcessDiagram(const ProcessHierarchy& tree, const std::function<void(int)>& report);
+    // Replaces the hierarchy's nodes by the tree's; `report` hears the share done, 0 to 1. Gives the
+    // diagram node of each tree node.
+    std::vector<ui::TDiagramNode*> fillProcessDiagram(const ProcessHierarchy& tree,
+                                                      const std::function<void(double)>& report = {});
     void InitMapShapes();
     void setNetworkTrafficWidths();
     // Runs a handler; what it throws is shown as the application's default fault report.
@@ -189,6 +222,8 @@ private:
     ui::MessageService::SaveDialog scSaveDialogExportToHTML;
     ui::MessageService::SaveDialog scSaveDialogExportToXLSX;
     ui::MessageService::SaveDialog scSaveDialogExportToPDF;
+    output::ExportPlace m_exportPlace;
+    QLabel* LabelOpenExportFolder = nullptr;
 
     QTabWidget* PageControlMain = nullptr;
     QWidget* TabSheetImages = nullptr;
@@ -198,13 +233,18 @@ private:
     ui::TLinkGrid* cxGridImages = nullptr;
     ui::TLinkGrid* cxGridImagePath = nullptr;
     ui::TLinkGrid* cxGridImageSessions = nullptr;
+    QSplitter* Splitter1 = nullptr;
+    QSplitter* Splitter2 = nullptr;
+    QSplitter* Splitter3 = nullptr;
     QToolButton* AdvControlDropDownFilter = nullptr;
     QListWidget* scCheckListBoxEventsFilter = nullptr;
     ui::TNodeDiagram* EventsDiagram = nullptr;
+    QLabel* LabelCanvasHint = nullptr;
     ui::TNodeDiagram* ProcessDiagram = nullptr;
     QToolButton* SpeedButtonZoom = nullptr;
     QToolButton* SpeedButtonHierarchyZoom = nullptr;
     QProgressBar* ProgressBarHierarchy = nullptr;
+    HierarchyBrowser* m_hierarchyBrowser = nullptr;
     QLineEdit* cxButtonEditAllEventsSearchText = nullptr;
     QLabel* LabelGroupByHint = nullptr;
     ui::TWorldMap* ChartMap = nullptr;
@@ -215,6 +255,8 @@ private:
     QWidget* PanelSearchAllEvents = nullptr;
     ui::TGroupingGrid* cxGridAllEvents = nullptr;
     AllEventsSearchTask* m_allEventsSearch = nullptr;
+    QString m_allEventsIndexFailure; // said beside the count until the next load
+
     std::unique_ptr<MasterRowReader> m_masterRowReader;
     std::unique_ptr<DetailRowReader> m_detailRowReader;
     QList<QAction*> m_menuEntries; // every entry of the menu tree, in tree order
@@ -228,6 +270,7 @@ private:
     QTableWidget* DetectionEvents = nullptr;
     // The marks of the process view's paths (lower case) and sessions (upper case).
     std::map<QString, std::pair<int, qint64>> m_pathMarks, m_sessionMarks;
+    QMenu* m_recentDatabasesMenu = nullptr;
 };
 
 } // namespace kelvane

@@ -1,8 +1,8 @@
 // The All Events view: the search panel, the grouping grid of all events and its detail rows.
 #include "views/TMainForm.h"
 
-#include "details/TDetailFormFactory.h"
-#include "details/TSessionViewForm.h"
+#include "details/gui/TDetailFormFactory.h"
+#include "details/gui/TSessionViewForm.h"
 #include "store/AllEventsGridDescription.h"
 #include "store/AllEventsLayout.h"
 #include "store/AllEventsSearch.h"
@@ -125,8 +125,10 @@ QWidget* TMainForm::buildAllEventsTab() {
                 cxGridAllEvents->model()->setResult(
                     ids, m_data.query("FDQueryAllAllEvents").param("TermParam").toString());
                 cxGridAllEvents->setBusy(false);
-                cxGridAllEvents->statusLabel()->setText(
-                    QString("%1 events").arg(cxGridAllEvents->model()->resultRowCount()));
+                QString status = QString("%1 events").arg(cxGridAllEvents->model()->resultRowCount());
+                if (!m_allEventsIndexFailure.isEmpty())
+                    status += ". " + m_allEventsIndexFailure;
+                cxGridAllEvents->statusLabel()->setText(status);
             });
     connect(m_allEventsSearch, &AllEventsSearchTask::searchFailed, this, [this](const QString& message) {
         cxGridAllEvents->setBusy(false);
@@ -136,6 +138,10 @@ QWidget* TMainForm::buildAllEventsTab() {
             [this](std::shared_ptr<const AllEventsIndex> index) {
                 cxGridAllEvents->model()->setIndex(std::move(index));
             });
+    connect(m_allEventsSearch, &AllEventsSearchTask::indexFailed, this, [this](const QString& message) {
+        m_allEventsIndexFailure = "The events cannot be grouped or sorted: " + message;
+        cxGridAllEvents->statusLabel()->setText(m_allEventsIndexFailure);
+    });
     connect(m_allEventsSearch, &AllEventsSearchTask::detailKeysReady, this,
             [this](std::shared_ptr<const DetailKeys> keys) { m_detailRowReader->setKeys(std::move(keys)); });
     return tab;
@@ -181,6 +187,7 @@ void TMainForm::OpenAllEventsView() {
     m_masterRowReader.reset();
     m_detailRowReader->clear();
     cxGridAllEvents->model()->clear();
+    m_allEventsIndexFailure.clear();
     m_allEventsSearch->readIndex(m_data.databasePath());
     // The query opened by a load or an import runs with the text last searched, not the box's.
     startAllEventsSearch(m_data.query("FDQueryAllAllEvents").param("TermParam").toString());
@@ -204,11 +211,11 @@ const DetailView& TMainForm::cxGridAllEventsDetailsLevelGetGridView(int eventTyp
 }
 
 void TMainForm::FIDPropertiesStartClick(const QString& table, const QString& cellText) {
-    openDetailFormByTable(this, table, cellText.toLongLong());
+    openDetailFormByTable(this, m_data, table, cellText.toLongLong());
 }
 
 void TMainForm::GuidPropertiesStartClick(const QString& guid) {
-    ui::TSessionViewForm::openSession(guid);
+    ui::TSessionViewForm::openSession(m_data, guid, this);
 }
 
 AllEventsGridDescription TMainForm::allEventsGridDescription() const {

@@ -1,7 +1,7 @@
 // The Detections tab: the Sigma rules that fired, by level, a rule's text and the events it fired on.
 #include "views/TMainForm.h"
 
-#include "details/TDetailFormFactory.h"
+#include "details/gui/TDetailFormFactory.h"
 #include "store/Detections.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/TLinkGrid.h"

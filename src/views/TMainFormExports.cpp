@@ -11,6 +11,9 @@
 #include "toolkit/TNodeDiagram.h"
 #include "toolkit/TWorldMap.h"
 
+#include <QDir>
+#include <QLabel>
+#include <QStatusBar>
 #include <QToolButton>
 
 namespace kelvane {
@@ -97,33 +100,43 @@ output::GridDescription TMainForm::networkEventsExportGrid() const {
     return grid;
 }
 
+void TMainForm::exported(const QString& fileName) {
+    if (fileName.isEmpty())
+        return;
+    m_exportPlace.remember(fileName);
+    statusBar()->showMessage("Exported to " + QDir::toNativeSeparators(fileName));
+    LabelOpenExportFolder->show();
+}
+
 void TMainForm::SpeedButtonExportHierarchyClick() {
-    output::exportDiagramToBitmap(this, *ProcessDiagram, TopNode != nullptr, scSaveDialogExportToBMP);
+    exported(output::exportDiagramToBitmap(this, *ProcessDiagram, TopNode != nullptr, scSaveDialogExportToBMP,
+                                           m_exportPlace.suggestion("Hierarchy", "bmp")));
 }
 
 void TMainForm::SpeedButtonExportAllDataToHTMLClick() {
-    output::exportGrid(this, output::GridFormat::Html, allEventsExportGrid(), exportDatabase(),
-                       scSaveDialogExportToHTML);
+    exported(output::exportGrid(this, output::GridFormat::Html, allEventsExportGrid(), exportDatabase(),
+                                scSaveDialogExportToHTML, m_exportPlace.suggestion("All Events", "html")));
 }
 
 void TMainForm::SpeedButtonExportAllDataToXLSXClick() {
-    output::exportGrid(this, output::GridFormat::Xlsx, allEventsExportGrid(), exportDatabase(),
-                       scSaveDialogExportToXLSX);
+    exported(output::exportGrid(this, output::GridFormat::Xlsx, allEventsExportGrid(), exportDatabase(),
+                                scSaveDialogExportToXLSX, m_exportPlace.suggestion("All Events", "xlsx")));
 }
 
 void TMainForm::SpeedButtonExportAllDataToPDFClick() {
-    output::exportGridReport(this, allEventsExportGrid(), exportDatabase(), "Kelvane - Events",
-                             scSaveDialogExportToPDF);
+    exported(output::exportGridReport(this, allEventsExportGrid(), exportDatabase(), "Kelvane - Events",
+                                      scSaveDialogExportToPDF, std::nullopt,
+                                      m_exportPlace.suggestion("All Events", "pdf")));
 }
 
 void TMainForm::SpeedButtonExportMapViewToHTMLClick() {
-    output::exportGrid(this, output::GridFormat::Html, networkEventsExportGrid(), exportDatabase(),
-                       scSaveDialogExportToHTML);
+    exported(output::exportGrid(this, output::GridFormat::Html, networkEventsExportGrid(), exportDatabase(),
+                                scSaveDialogExportToHTML, m_exportPlace.suggestion("Map View", "html")));
 }
 
 void TMainForm::SpeedButtonExportMapViewToXLSXClick() {
-    output::exportGrid(this, output::GridFormat::Xlsx, networkEventsExportGrid(), exportDatabase(),
-                       scSaveDialogExportToXLSX);
+    exported(output::exportGrid(this, output::GridFormat::Xlsx, networkEventsExportGrid(), exportDatabase(),
+                                scSaveDialogExportToXLSX, m_exportPlace.suggestion("Map View", "xlsx")));
 }
 
 void TMainForm::SpeedButtonExportMapViewToPDFClick() {
@@ -133,8 +146,9 @@ void TMainForm::SpeedButtonExportMapViewToPDFClick() {
     const output::ReportPicture map{
         "Kelvane - Network Destinations Map", size,
         [this](QPainter& painter, const QRectF& target) { ChartMap->render(painter, target); }};
-    output::exportGridReport(this, networkEventsExportGrid(), exportDatabase(), QString(),
-                             scSaveDialogExportToPDF, map);
+    exported(output::exportGridReport(this, networkEventsExportGrid(), exportDatabase(), QString(),
+                                      scSaveDialogExportToPDF, map,
+                                      m_exportPlace.suggestion("Map View", "pdf")));
 }
 
 } // namespace kelvane

@@ -1,10 +1,15 @@
 // The Hierarchy tab: who started whom, as one tree of every logged process.
+#include "details/gui/TDetailFormFactory.h"
 #include "settings/TSysmonEventData.h"
 #include "store/ProcessHierarchy.h"
+#include "store/ProcessTreeIndex.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/Icons.h"
+#include "toolkit/MessageService.h"
 #include "toolkit/SpeedButton.h"
+#include "toolkit/TLinkGrid.h"
 #include "toolkit/TNodeDiagram.h"
+#include "views/HierarchyBrowser.h"
 #include "views/TMainForm.h"
 
 #include <QApplication>
@@ -12,8 +17,11 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMenu>
 #include <QProgressBar>
 #include <QScrollBar>
+#include <QTabWidget>
+#include <QTableView>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -77,7 +85,11 @@ QWidget* TMainForm::buildHierarchyTab() {
     QFont font = ProcessDiagram->nodeFont();
     font.setPixelSize(11);
     ProcessDiagram->setNodeFont(font);
-    layout->addWidget(ProcessDiagram, 1);
+    HierarchyBrowser::Hooks hooks;
+    hooks.draw = [this](const ProcessHierarchy& tree) { return fillProcessDiagram(tree); };
+    hooks.openProcess = [this](qint32 fid) { guarded([&] { openDetailFormByType(this, m_data, 1, fid); }); };
+    m_hierarchyBrowser = new HierarchyBrowser(ProcessDiagram, std::move(hooks), tab);
+    layout->addWidget(m_hierarchyBrowser, 1);
 
     auto* legend = new QFrame(tab);
     legend->setObjectName("PanelHierarchyLegend");
@@ -120,6 +132,20 @@ QWidget* TMainForm::buildHierarchyTab() {
     connect(ProcessDiagram, &ui::TNodeDiagram::doubleClicked, this,
             [this] { guarded([this] { EventsDiagramDblClick(ProcessDiagram); }); });
     connect(ProcessDiagram, &ui::TNodeDiagram::nodeDeleted, this, &TMainForm::ProcessDiagramDeletion);
+
+    // The process view's sessions lead to their process in the tree.
+    QTableView* sessions = cxGridImageSessions->view();
+    sessions->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(sessions, &QWidget::customContextMenuRequested, this, [this, sessions](const QPoint& pos) {
+        const QModelIndex index = sessions->indexAt(pos);
+        if (!index.isValid())
+            return;
+        QMenu menu(this);
+        const QString guid = index.data().toString();
+        connect(menu.addAction("Show in Hierarchy"), &QAction::triggered, this,
+                [this, guid] { guarded([&] { focusProcessInHierarchy(guid); }); });
+        menu.exec(sessions->viewport()->mapToGlobal(pos));
+    });
     return tab;
 }
 
@@ -143,13 +169,21 @@ void TMainForm::SpeedButtonGenerateProcessHierarchyClick() {
         ~HideAtEnd() { bar->hide(); }
     } hideAtEnd{ProgressBarHierarchy};
 
-    // Reading is most of the cost; making the nodes the rest.
-    const ProcessHierarchy tree = ProcessHierarchy::generate(m_data, [&](qint64 done, qint64 total) {
-        report(total > 0 ? static_cast<int>(done * 60 / total) : 60);
+    // The last tree goes before the next is read, so that two never share the memory.
+    m_hierarchyBrowser->clear();
+    ProcessDiagram->clear();
+    // Reading is most of the cost; the facts that the find box and the list need, and making the
+    // nodes, the rest.
+    ProcessHierarchy tree = ProcessHierarchy::generate(m_data, [&](qint64 done, qint64 total) {
+        report(total > 0 ? static_cast<int>(done * 50 / total) : 50);
     });
-
-    fillProcessDiagram(tree, report);
+    std::vector<ProcessFacts> facts = ProcessTreeIndex::readFacts(m_data, tree);
+    report(65);
+    std::vector<ui::TDiagramNode*> drawn =
+        fillProcessDiagram(tree, [&](double done) { report(65 + static_cast<int>(done * 35)); });
     report(100);
+    m_hierarchyBrowser->setTree(std::make_shared<const ProcessTreeIndex>(std::move(tree), std::move(facts)),
+                                std::move(drawn));
     // The root in view, at the top in the middle: the tree opens from there.
     const QRect root = TopNode->rect();
     ProcessDiagram->horizontalScrollBar()->setValue(root.center().x() -
@@ -157,7 +191,8 @@ void TMainForm::SpeedButtonGenerateProcessHierarchyClick() {
     ProcessDiagram->verticalScrollBar()->setValue(0);
 }
 
-void TMainForm::fillProcessDiagram(const ProcessHierarchy& tree, const std::function<void(int)>& report) {
+std::vector<ui::TDiagramNode*> TMainForm::fillProcessDiagram(const ProcessHierarchy& tree,
+                                                             const std::function<void(double)>& report) {
     UpdateBatch batch(*ProcessDiagram);
     ProcessDiagram->clear();
     TopNode = ProcessDiagram->addChild(nullptr);
@@ -182,10 +217,24 @@ void TMainForm::fillProcessDiagram(const ProcessHierarchy& tree, const std::func
         added->setText(text.value());
         added->setColor(colourOf(node.colour));
         made[static_cast<size_t>(i)] = added;
-        if (i % 4096 == 0)
-            report(60 + static_cast<int>(qint64(i) * 40 / tree.size()));
+        if (report && i % 4096 == 0)
+            report(double(i) / tree.size());
     }
     ProcessDiagram->expandAll(TopNode);
+    return made;
+}
+
+void TMainForm::focusProcessInHierarchy(const QString& guid) {
+    if (!FDataLoaded)
+        return;
+    PageControlMain->setCurrentWidget(TabSheetProcessHierarchy);
+    if (!m_hierarchyBrowser->hasTree())
+        SpeedButtonGenerateProcessHierarchyClick();
+    if (!m_hierarchyBrowser->focusOnGuid(guid))
+        ui::MessageService::message(this,
+                                    QString("The process %1 is not in the hierarchy: no process creation "
+                                            "event was logged for it, or for its parent and its children.")
+                                        .arg(guid));
 }
 
 void TMainForm::SpeedButtonHierarchyZoomClick() {

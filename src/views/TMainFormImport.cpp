@@ -1,18 +1,21 @@
 // The flows that replace or load the database.
 #include "views/TMainForm.h"
 
+#include "import/FailedImportNote.h"
 #include "import/TImportController.h"
-#include "import/TImportForm.h"
-#include "import/elastic/TImportElasticLogsForm.h"
+#include "import/gui/TImportElasticLogsForm.h"
+#include "import/gui/TImportForm.h"
+#include "settings/ProductInfo.h"
 #include "settings/TSharedResourcesModule.h"
+#include "store/ProcessViewQueries.h"
 #include "store/TMainDataModule.h"
-#include "store/TPagedQuery.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TLinkGrid.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QLineEdit>
+#include <QStatusBar>
 
 namespace kelvane {
 
@@ -31,7 +34,7 @@ bool TMainForm::connectDatabase() {
     return true;
 }
 
-bool TMainForm::replaceDatabase() {
+void TMainForm::closeDatabaseAndViews() {
     // The views' queries go down with the connection.
     CloseExes();
     CloseImages();
@@ -40,6 +43,10 @@ bool TMainForm::replaceDatabase() {
     CloseAllEventsView();
     m_data.CloseDatabase();
     m_data.OpenCloseAllEventsViewTables(false);
+}
+
+bool TMainForm::replaceDatabase() {
+    closeDatabaseAndViews();
     if (QFileInfo::exists(m_databasePath)) {
         if (!MessageService::question(
                 this,
@@ -59,24 +66,32 @@ bool TMainForm::replaceDatabase() {
 }
 
 void TMainForm::ImportSysmonLogsMenuItemClick() {
+    runLogImport();
+}
+
+int TMainForm::runLogImport() {
     if (!replaceDatabase())
-        return;
+        return 0;
     const QString fileName =
         MessageService::openFileName(this, "Import Sysmon XML Events", QString(),
                                      "Sysmon logs (*.xml *.evtx);;XML Files (*.xml);;Event logs (*.evtx)");
     if (fileName.isEmpty())
-        return;
+        return 0;
 
     auto* form = new TImportForm(m_data, this);
     form->FileName = fileName;
     // The bundled Sigma rules and the user's folders run on every event as it is imported.
     form->controller().setDetections(true, true, TSharedResourcesModule().SigmaRuleFolders());
     const int result = MessageService::exec(form);
-    if (result == 1)
+    if (result == 1) {
         refreshAfterImport();
-    else if (result == 3)
-        MessageService::message(this, QString("Something went wrong! Please contact ") + kSupportAddress);
+    } else if (result == 3) {
+        MessageService::message(this,
+                                QString("Something went wrong! Please contact ") + product::kSupportAddress);
+        showStoredBeforeFailure();
+    }
     delete form;
+    return result;
 }
 
 void TMainForm::ImportSysmonElasticsearchlogsMenuItemClick() {
@@ -84,14 +99,26 @@ void TMainForm::ImportSysmonElasticsearchlogsMenuItemClick() {
         return;
     auto* form = new TImportElasticLogsForm(m_data, this);
     const int result = MessageService::exec(form);
-    if (result == 1)
+    if (result == 1) {
         refreshAfterImport();
-    else if (result == 3)
+    } else if (result == 3) {
         MessageService::message(this, "Something went wrong:\r\n" + form->ErrorMessage().join("\r\n"));
+        showStoredBeforeFailure();
+    }
     delete form;
 }
 
+void TMainForm::showStoredBeforeFailure() {
+    // The views stay empty after a failure, though what was read before it is in the file.
+    const qint64 stored = eventsStoredIn(m_databasePath);
+    QString text = storedBeforeFailureText(stored);
+    if (stored > 0)
+        text += " File > Load existing data (Ctrl+L) shows them.";
+    statusBar()->showMessage(text);
+}
+
 void TMainForm::refreshAfterImport() {
+    statusBar()->clearMessage();
     m_data.OpenDatabaseAndTables();
     m_data.OpenCloseAllEventsViewTables(true);
     OpenAllEventsView();
@@ -100,21 +127,32 @@ void TMainForm::refreshAfterImport() {
     CloseSessions();
     openExes();
     FDataLoaded = true;
+    showCanvasHint();
+    databaseShown();
     ColorDestinationCountries();
     refreshDetections();
 }
 
 void TMainForm::LoadExistingDataMenuItemClick() {
+    // Reading never creates the file: an empty one would make the next import ask about deleting
+    // data that never existed.
+    if (!QFileInfo::exists(m_databasePath)) {
+        MessageService::message(this, "There are no data to be loaded, import logs first!");
+        return;
+    }
     if (!connectDatabase())
         return;
     if (!m_data.HasImportedData()) {
         MessageService::message(this, "There are no data to be loaded, import logs first!");
         return;
     }
+    statusBar()->clearMessage();
     openExes();
     m_data.OpenCloseAllEventsViewTables(true);
     OpenAllEventsView();
     FDataLoaded = true;
+    showCanvasHint();
+    databaseShown();
     ColorDestinationCountries();
     refreshDetections();
 }
@@ -138,9 +176,8 @@ void TMainForm::CheckDatabaseVersionMenuItemClick() {
 }
 
 void TMainForm::openExes() {
-    // An opened query brings its connection up again.
-    m_data.OpenDatabase();
-    cxGridImages->setQuery(std::make_unique<TPagedQuery>(m_data.connection(), m_data.query("FDQueryExes")));
+    cxGridImages->setQuery(imagesList(m_data));
+    fitProcessLists();
 }
 
 void TMainForm::CloseExes() {

@@ -1,7 +1,7 @@
 // The map view: the world map of destination countries and the grid of one country's connections.
 #include "views/TMainForm.h"
 
-#include "details/TSessionViewForm.h"
+#include "details/gui/TSessionViewForm.h"
 #include "store/DestinationCountries.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/Icons.h"
@@ -221,7 +221,7 @@ void TMainForm::SpeedButtonCloseClick() {
 }
 
 void TMainForm::cxGridNetworkEventsViewProcessGuidPropertiesStartClick(const QString& guid) {
-    ui::TSessionViewForm::openSession(guid);
+    ui::TSessionViewForm::openSession(m_data, guid, this);
 }
 
 } // namespace kelvane

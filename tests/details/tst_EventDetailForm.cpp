@@ -1,7 +1,7 @@
-#include "details/SessionChainWindow.h"
-#include "details/TDetailFormFactory.h"
-#include "details/TDetailForms.h"
-#include "details/TSessionViewForm.h"
+#include "details/gui/SessionChainWindow.h"
+#include "details/gui/TDetailFormFactory.h"
+#include "details/gui/TDetailForms.h"
+#include "details/gui/TSessionViewForm.h"
 #include "settings/TSysmonEventData.h"
 #include "settings/Utilities.h"
 #include "store/EventRowReader.h"
@@ -92,7 +92,7 @@ private:
     QWidget m_owner;
 
     TEventDetailForm* open(const QString& table, qint64 gid) {
-        return qobject_cast<TEventDetailForm*>(openDetailFormByTable(&m_owner, table, gid));
+        return qobject_cast<TEventDetailForm*>(openDetailFormByTable(&m_owner, *m_data, table, gid));
     }
     int formCount() const { return m_owner.findChildren<TEventDetailForm*>().size(); }
 
@@ -104,10 +104,7 @@ private slots:
         m_data->setDatabasePath(m_dir.filePath("KelvaneDB"));
         m_data->BuildDatabaseStructure();
         m_data->connection().exec(kRows);
-        MainDataModule = m_data.get();
     }
-
-    void cleanupTestCase() { MainDataModule = nullptr; }
 
     void formShowsTheRow_data() {
         QTest::addColumn<QString>("table"); // in the title, and how the form opens without a type
@@ -144,7 +141,7 @@ private slots:
                                      << QStringList{};
         QTest::newRow("type 19") << "WMIFilter" << 19 << 6LL << QString() << false << QStringList{};
         QTest::newRow("type 21") << "WMIBinding" << 21 << 6LL << QString() << false << QStringList{};
-        QTest::newRow("type 4, none such") << QString() << 4 << 1LL << QString() << false << QStringList{};
+        QTest::newRow("type 30, none such") << QString() << 30 << 1LL << QString() << false << QStringList{};
         QTest::newRow("other case") << "processcreate" << 0 << 1LL << QString() << false << QStringList{};
         QTest::newRow("master table") << "AllEvents" << 0 << 1LL << QString() << false << QStringList{};
         QTest::newRow("sql in the name")
@@ -160,8 +157,9 @@ private slots:
         QFETCH(QStringList, values);
         MessageScript script;
         const int before = formCount();
-        QPointer<TEventDetailForm> form = qobject_cast<TEventDetailForm*>(
-            type ? openDetailFormByType(&m_owner, type, gid) : openDetailFormByTable(&m_owner, table, gid));
+        QPointer<TEventDetailForm> form =
+            qobject_cast<TEventDetailForm*>(type ? openDetailFormByType(&m_owner, *m_data, type, gid)
+                                                 : openDetailFormByTable(&m_owner, *m_data, table, gid));
         QCOMPARE(classOf(form), className);
         QCOMPARE(formCount(), before + (form ? 1 : 0));
         if (!form)
@@ -200,13 +198,14 @@ private slots:
         // A form whose row cannot be read is not left open.
         const int before = formCount();
         m_data->CloseDatabase();
-        QVERIFY_THROWS_EXCEPTION(sql::Error, openDetailFormByTable(&m_owner, "ProcessCreate", 1));
+        QVERIFY_THROWS_EXCEPTION(sql::Error, openDetailFormByTable(&m_owner, *m_data, "ProcessCreate", 1));
         m_data->OpenDatabase();
         QCOMPARE(formCount(), before);
 
         auto owner = std::make_unique<QWidget>();
-        QPointer<QWidget> first = openDetailFormByType(owner.get(), 1, 1);
-        QPointer<QWidget> second = openDetailFormByType(owner.get(), 1, 1); // each call, a new window
+        QPointer<QWidget> first = openDetailFormByType(owner.get(), *m_data, 1, 1);
+        QPointer<QWidget> second =
+            openDetailFormByType(owner.get(), *m_data, 1, 1); // each call, a new window
         QVERIFY(first && second && first != second);
         // A window of its own, which frees itself on closing and goes with its owner.
         QVERIFY(first->isWindow());
@@ -284,7 +283,7 @@ private slots:
         QFETCH(int, events);
         QFETCH(QString, computer);
         MessageScript script;
-        QPointer<TSessionViewForm> view = TSessionViewForm::openSession(guid);
+        QPointer<TSessionViewForm> view = TSessionViewForm::openSession(*m_data, guid);
         QCOMPARE(view->windowTitle(),
                  events < 0 ? "Too many events (1001)" : "Events of " + guid + " session");
         QCOMPARE(view->diagram()->topLevelCount(), events < 0 ? 0 : 1);
@@ -312,7 +311,7 @@ private slots:
     }
 
     void sessionViewOpensFormsItOwns() {
-        QPointer<TSessionViewForm> view = TSessionViewForm::openSession("{AAAA-1}");
+        QPointer<TSessionViewForm> view = TSessionViewForm::openSession(*m_data, "{AAAA-1}");
         view->resize(900, 700);
         QVERIFY(QTest::qWaitForWindowExposed(view.data()));
         TNodeDiagram* diagram = view->diagram();
@@ -336,7 +335,7 @@ private slots:
     void chainsFollowTimeAndShareTheirComputerBox() {
         TNodeDiagram diagram;
         TDiagramNode* root = diagram.addChild(nullptr);
-        appendSessionChain(diagram, root, "{AAAA-1}");
+        appendSessionChain(diagram, root, readSessionEvents(*m_data, "{AAAA-1}"));
         QList<qint32> gids;
         QList<QColor> colours;
         for (TDiagramNode* node : chain(root->child(0))) {
@@ -348,15 +347,18 @@ private slots:
                                          QColor(0xFF, 0x80, 0x00)}));
         QCOMPARE(root->child(0)->child(0)->text(), QString("Process Create  \n\n"));
 
-        appendSessionChain(diagram, root, "{src-3}"); // same computer: a second chain beside the first
+        appendSessionChain(
+            diagram, root,
+            readSessionEvents(*m_data, "{src-3}")); // same computer: a second chain beside the first
         QCOMPARE(root->childCount(), 1);
         QCOMPARE(root->child(0)->childCount(), 2);
         QCOMPARE(root->child(0)->child(1)->recordAs<TSysmonEventData>()->GID, 3);
-        appendSessionChain(diagram, root, "{EXACT}"); // another computer: a box of its own
+        appendSessionChain(diagram, root,
+                           readSessionEvents(*m_data, "{EXACT}")); // another computer: a box of its own
         QCOMPARE(root->childCount(), 2);
         QCOMPARE(root->child(1)->text(), QString("  WS-09  "));
         QVERIFY(root->child(1)->isExpanded());
-        QCOMPARE(countSessionEvents("{exact}"), 1000);
+        QCOMPARE(countSessionEvents(*m_data, "{exact}"), 1000);
     }
 };
 

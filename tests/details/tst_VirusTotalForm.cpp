@@ -1,13 +1,15 @@
 #include "LocalHttpServer.h"
-#include "details/TDetailForms.h"
+#include "details/gui/TDetailForms.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"
+#include "toolkit/TElidedLabel.h"
 #include "toolkit/TTreeList.h"
 
 #include <QCheckBox>
 #include <QDesktopServices>
 #include <QDialog>
+#include <QHeaderView>
 #include <QNetworkProxy>
 #include <QPointer>
 #include <QSignalSpy>
@@ -37,6 +39,7 @@ private slots:
     void networkRows();
     void waitingFormTakesNoInputAndMayClose();
     void transportFaultShowsTheFaultMessage();
+    void sizesAndLongTexts();
 
 private:
     template <class Form> Form* open(const char* table, qint64 gid);
@@ -84,7 +87,6 @@ void tst_VirusTotalForm::initTestCase() {
     m_data->setDatabasePath(m_dir.filePath("KelvaneDB"));
     m_data->BuildDatabaseStructure();
     m_data->connection().exec(kRows);
-    MainDataModule = m_data.get();
     QDesktopServices::setUrlHandler("https", this, "openUrl");
 }
 
@@ -110,11 +112,11 @@ void tst_VirusTotalForm::cleanup() {
 
 void tst_VirusTotalForm::cleanupTestCase() {
     QDesktopServices::unsetUrlHandler("https");
-    MainDataModule = nullptr;
 }
 
 template <class Form> Form* tst_VirusTotalForm::open(const char* table, qint64 gid) {
     auto* form = new Form;
+    form->setDataModule(*m_data);
     form->SetQueryParams(table, gid);
     form->setVirusTotalAddress(m_server.baseUrl());
     form->show();
@@ -287,6 +289,35 @@ void tst_VirusTotalForm::transportFaultShowsTheFaultMessage() {
     QCOMPARE(form->statusText(), "Waiting for VirusTotal...!");
     QVERIFY(form->findChild<QSplitter*>("Splitter")->isEnabled());
     QCOMPARE(form->cxTreeListVTDisplay->topLevelItemCount(), 0);
+}
+
+void tst_VirusTotalForm::sizesAndLongTexts() {
+    m_settings->setVirusTotalToS(true);
+    auto* form = open<TProcessCreateForm>("ProcessCreate", 1);
+    // 562 x 554, held to its minimum height of 556.
+    QCOMPARE(form->size(), QSize(562, 556));
+    // A message longer than the status panel is cut with an ellipsis and can be read in full.
+    const QString message = "The resource m1 is not among the finished scans, " + QString(120, 'x');
+    m_server.setAnswer(kFile,
+                       {200, QString(R"({"response_code": 0, "verbose_msg": "%1"})").arg(message).toUtf8()});
+    form->cxDBVerticalGridProcessCreateMD5EditPropertiesStartClick();
+    QVERIFY(waitForAnswer(form));
+    const auto* panel = form->findChild<TElidedLabel*>("StatusBarPanel");
+    QCOMPARE(form->statusText(), message);
+    QVERIFY(panel->text().endsWith(QChar(0x2026)));
+    QCOMPARE(panel->toolTip(), message);
+    m_server.setAnswer(kFile, {200, fileReport(1)});
+    form->cxDBVerticalGridProcessCreateMD5EditPropertiesStartClick();
+    QVERIFY(waitForAnswer(form));
+    QCOMPARE(panel->text(), "Scan finished");
+    QCOMPARE(panel->toolTip(), QString());
+    // Every caption but the last, which takes the rest, stands whole beside its icon.
+    TTreeList* tree = form->cxTreeListVTDisplay;
+    const QFontMetrics metrics(tree->header()->font());
+    for (int column = 0; column + 1 < tree->columnCount(); ++column)
+        QVERIFY2(tree->columnWidth(column) > metrics.horizontalAdvance(tree->headerItem()->text(column)) + 16,
+                 qPrintable(tree->headerItem()->text(column)));
+    QVERIFY(tree->header()->stretchLastSection());
 }
 
 QTEST_MAIN(tst_VirusTotalForm)

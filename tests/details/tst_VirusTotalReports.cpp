@@ -408,9 +408,11 @@ void tst_VirusTotalReports::versionThreeAnswers() {
                           "  Alexa rank|9", "  Dr. Web category|news", "  Categories", "    news",
                           "    portals"}));
 
-    QCOMPARE(vtreports::errorMessageV3(R"({"error": {"code": "NotFoundError", "message": "Not found"}})")
-                 .value_or("-"),
-             "Not found");
+    QCOMPARE(
+        vtreports::errorMessageV3(
+            R"({"error": {"code": "NotFoundError", "message": "Resource \"108.179.232.58\" not found"}})")
+            .value_or("-"),
+        "Resource \"108.179.232.58\" not found");
     QVERIFY(!vtreports::errorMessageV3("<html/>"));
 }
 

@@ -50,26 +50,57 @@ private slots:
         QCOMPARE(flatten(json), expected);
     }
 
-    void destinationPortName_data() {
+    // Items that the module and the pipelines moved or split, read back under their Sysmon names.
+    void itemsMappedBack_data() {
+        QTest::addColumn<int>("eventId");
         QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<QString>("item");
         QTest::addColumn<QString>("expected");
         const QByteArray head = "{\"winlog\":{\"channel\":\"c\",\"event_data\":{";
-        QTest::newRow("the destination's name")
-            << head + "\"SourcePort\":\"49712\"}},\"destination\":{\"port\":443},\"network\":{\"protocol\":"
-                      "\"https\"}}"
-            << "https";
-        QTest::newRow("the source's name, kept apart")
-            << head + "\"SourcePortName\":\"microsoft-ds\",\"SourcePort\":\"445\"}},\"destination\":{"
-                      "\"port\":50000},"
-                      "\"network\":{\"protocol\":\"microsoft-ds\"}}"
-            << "";
-        QTest::newRow("one port, one name") << head + "\"SourcePortName\":\"netbios-ns\",\"SourcePort\":"
-                                                      "\"137\"}},\"destination\":{\"port\":137},"
-                                                      "\"network\":{\"protocol\":\"netbios-ns\"}}"
-                                            << "netbios-ns";
+        const auto row = [&](const char* tag, int id, const QByteArray& json, const char* item,
+                             const char* expected) { QTest::newRow(tag) << id << json << item << expected; };
+        row("arguments, quoted as Windows splits them", 1,
+            head +
+                "}},\"process\":{\"args\":[\"C:\\\\Program Files\\\\a.exe\",\"/x\",\"\",\"say \\\"hi\\\"\","
+                "\"C:\\\\dir with space\\\\\"]}}",
+            "CommandLine",
+            "\"C:\\Program Files\\a.exe\" /x \"\" \"say \\\"hi\\\"\" \"C:\\dir with space\\\\\"");
+        row("a comma inside an argument", 1,
+            head + "}},\"process\":{\"parent\":{\"args\":[\"a.exe\",\"x,y\",\"z\"]}}}", "ParentCommandLine",
+            "a.exe x,y z");
+        row("the whole command line wins over its arguments", 1,
+            head + "}},\"process\":{\"command_line\":\"\\\"a.exe\\\" x\",\"args\":[\"a.exe\",\"x\"]}}",
+            "CommandLine", "\"a.exe\" x");
+        row("top-level hashes in Sysmon's order and case", 1,
+            head + "}},\"hash\":{\"sha256\":\"cc\",\"imphash\":\"dd\",\"md5\":\"bb\",\"sha1\":\"aa\"}}",
+            "Hashes", "SHA1=AA,MD5=BB,SHA256=CC,IMPHASH=DD");
+        row("a loaded image's hashes", 7,
+            head + "}},\"file\":{\"hash\":{\"md5\":\"bb\"},\"pe\":{\"imphash\":\"dd\"}}}", "Hashes",
+            "MD5=BB,IMPHASH=DD");
+        row("an item left where it was wins", 1, head + "\"Hashes\":\"MD5=X\"}},\"hash\":{\"md5\":\"bb\"}}",
+            "Hashes", "MD5=X");
+        row("DNS answers", 22,
+            head + "}},\"dns\":{\"answers\":[{\"type\":\"CNAME\",\"data\":\"a.example\"},{\"type\":\"A\","
+                   "\"data\":\"1.2.3.4\"},{\"type\":\"AAAA\",\"data\":\"::1\"}]}}",
+            "QueryResults", "type:  5 a.example;::ffff:1.2.3.4;::1;");
+        row("port name: the destination's", 3,
+            head + "\"SourcePort\":\"49712\"}},\"destination\":{\"port\":443},\"network\":{\"protocol\":"
+                   "\"https\"}}",
+            "DestinationPortName", "https");
+        row("port name: the source's, kept apart", 3,
+            head + "\"SourcePortName\":\"microsoft-ds\",\"SourcePort\":\"445\"}},\"destination\":{"
+                   "\"port\":50000},\"network\":{\"protocol\":\"microsoft-ds\"}}",
+            "DestinationPortName", "");
+        row("port name: one port, one name", 3,
+            head +
+                "\"SourcePortName\":\"netbios-ns\",\"SourcePort\":\"137\"}},\"destination\":{\"port\":137},"
+                "\"network\":{\"protocol\":\"netbios-ns\"}}",
+            "DestinationPortName", "netbios-ns");
     }
-    void destinationPortName() {
+    void itemsMappedBack() {
+        QFETCH(int, eventId);
         QFETCH(QByteArray, json);
+        QFETCH(QString, item);
         QFETCH(QString, expected);
         simdjson::dom::parser parser;
         simdjson::dom::element element;
@@ -78,10 +109,9 @@ private slots:
         FlatDocument flat;
         flat.read(element);
         SysmonDocument document;
-        document.read(flat, 3);
-        const std::string* name = document.items.find("DestinationPortName");
-        QCOMPARE(name ? QString::fromStdString(*name) : QString(), expected);
-        QVERIFY(document.winlogLayout);
+        document.read(flat, eventId);
+        const std::string* value = document.items.find(item.toStdString());
+        QCOMPARE(value ? QString::fromStdString(*value) : QString(), expected);
     }
 
     void sysmonTime_data() {

@@ -1,7 +1,7 @@
 #include "ElasticDocuments.h"
 #include "ElasticTestServer.h"
 #include "import/elastic/TElasticImportController.h"
-#include "import/elastic/TImportElasticLogsForm.h"
+#include "import/gui/TImportElasticLogsForm.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "store/TQuery.h"
@@ -127,6 +127,9 @@ private slots:
         find<QLineEdit>("EditElasticServer")->setText("http://127.0.0.1");
         find<QLineEdit>("EditPort")->setText("1");
         find<QPushButton>("ButtonConnect")->click();
+        // The reason stands beside the button; the message says only that it failed.
+        QVERIFY2(find<QLabel>("LabelTestConnection")->toolTip().contains("127.0.0.1"),
+                 qPrintable(find<QLabel>("LabelTestConnection")->toolTip()));
         // No user: the entries are there, empty, and no credentials go out.
         QCOMPARE(m_form->connectionParams().value("UserName"), QString(""));
         QVERIFY(m_form->connectionParams().value("Password").isEmpty());

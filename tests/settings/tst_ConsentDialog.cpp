@@ -1,5 +1,5 @@
-#include "settings/TConsentDialogRule.h"
 #include "settings/TSharedResourcesModule.h"
+#include "settings/gui/TConsentDialogRule.h"
 #include "toolkit/MessageService.h"
 
 #include <QDialog>

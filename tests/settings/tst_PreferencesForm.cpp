@@ -1,5 +1,5 @@
-#include "settings/TPreferencesForm.h"
 #include "settings/TSharedResourcesModule.h"
+#include "settings/gui/TPreferencesForm.h"
 
 #include <QLineEdit>
 #include <QPushButton>

@@ -42,7 +42,7 @@ private slots:
         QCOMPARE(data.GetTableCount(), 0);
         QVERIFY(!data.HasImportedData()); // no tables: the union is not run
         data.BuildDatabaseStructure();
-        QCOMPARE(data.GetTableCount(), 29);
+        QCOMPARE(data.GetTableCount(), schema::kTableCount);
         QVERIFY(data.TablesExist());
         QVERIFY(!data.HasImportedData());
         // The script fails on a database that already has the tables.
@@ -59,6 +59,29 @@ private slots:
         data.CloseDatabaseAndTables();
         data.CloseDatabase();
         QVERIFY(!data.HasDatabaseConnection());
+    }
+
+    // A batch that cannot be committed at closing is reported, and the connection goes all the same.
+    void closingReportsAFailedCommit() {
+        TMainDataModule data;
+        data.setDatabasePath(newPath());
+        data.OpenDatabase();
+        // A deferred foreign key fails the COMMIT itself, not the INSERT before it.
+        data.connection().exec(
+            "PRAGMA foreign_keys = ON;"
+            "CREATE TABLE Parent(Id INTEGER PRIMARY KEY);"
+            "CREATE TABLE Child(ParentId REFERENCES Parent(Id) DEFERRABLE INITIALLY DEFERRED);");
+        data.beginBatch();
+        data.connection().exec("INSERT INTO Child VALUES (7)");
+        try {
+            data.CloseDatabase();
+            QFAIL("closing hid the failed commit");
+        } catch (const sql::Error& e) {
+            QVERIFY2(QString(e.what()).contains("FOREIGN KEY"), e.what());
+        }
+        QVERIFY(!data.HasDatabaseConnection());
+        QVERIFY(!data.inBatch());
+        data.CloseDatabase(); // nothing left to fail
     }
 
     void hasImportedData_data() {
@@ -96,7 +119,7 @@ private slots:
         QCOMPARE(master.lastKey(), 3);
         data.DeleteAll();
         QCOMPARE(scalar(data, "SELECT COUNT(*) FROM AllEvents").toInt(), 0);
-        QCOMPARE(data.GetTableCount(), 29);
+        QCOMPARE(data.GetTableCount(), schema::kTableCount);
         master.append();
         master.setText("CorrelationGuid", "g");
         master.post();

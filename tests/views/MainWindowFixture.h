@@ -1,6 +1,6 @@
 #pragma once
 
-#include "details/TSessionViewForm.h"
+#include "details/gui/TSessionViewForm.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "views/TMainForm.h"
@@ -34,7 +34,6 @@ struct MainWindowFixture {
         settings = std::make_unique<TSharedResourcesModule>(dir.filePath(QString("s%1.ini").arg(counter)));
         SharedResourcesModule = settings.get();
         data = std::make_unique<TMainDataModule>();
-        MainDataModule = data.get();
         const QString path = dir.filePath(QString("KelvaneDB%1").arg(counter));
         if (prepare)
             prepare(*data, path);
@@ -51,7 +50,6 @@ struct MainWindowFixture {
         form.reset();
         data.reset();
         settings.reset();
-        MainDataModule = nullptr;
         SharedResourcesModule = nullptr;
     }
 };

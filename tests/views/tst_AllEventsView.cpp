@@ -1,5 +1,5 @@
-#include "details/TDetailForms.h"
-#include "details/TSessionViewForm.h"
+#include "details/gui/TDetailForms.h"
+#include "details/gui/TSessionViewForm.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/AllEventsGridDescription.h"
 #include "store/TMainDataModule.h"

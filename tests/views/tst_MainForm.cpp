@@ -1,5 +1,6 @@
 #include "SysmonLogBuilder.h"
-#include "details/TSessionViewForm.h"
+#include "details/gui/TDetailFormFactory.h"
+#include "details/gui/TSessionViewForm.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"
@@ -17,7 +18,9 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenuBar>
+#include <QPointer>
 #include <QPushButton>
+#include <QStatusBar>
 #include <QTabWidget>
 #include <QTableView>
 #include <QTemporaryDir>
@@ -144,15 +147,18 @@ private slots:
             QVERIFY(grid(name)->emptyTextShown());
         QVERIFY(!m_form->dataLoaded());
         auto* filter = find<QListWidget>("scCheckListBoxEventsFilter");
-        QCOMPARE(filter->count(), 16);
+        // The sixteen types of the first layout, then the later ones that reach the process view.
+        QCOMPARE(filter->count(), 23);
         QCOMPARE(filter->item(15)->text(), QString("DnsQuery"));
+        QCOMPARE(filter->item(22)->text(), QString("FileExecutableDetected"));
         QCOMPARE(filter->item(0)->checkState(), Qt::Checked);
         QStringList visible;
         for (QAction* a : m_form->menuBar()->actions().first()->menu()->actions())
             if (a->isVisible() && !a->isSeparator())
                 visible << a->text();
-        QCOMPARE(visible, (QStringList{"&Load existing data", "&Import Sysmon Event logs...", "&Preferences",
-                                       "E&xit"}));
+        QCOMPARE(visible,
+                 (QStringList{"&Load existing data", "&Import Sysmon Event logs...", "&Open Database...",
+                              "Import into &New Database...", "&Recent Databases", "&Preferences", "E&xit"}));
     }
 
     void hiddenShortcuts() {
@@ -170,11 +176,16 @@ private slots:
         MessageScript script;
         m_form->LoadExistingDataMenuItemClick();
         QCOMPARE(script.texts(), QStringList{"There are no data to be loaded, import logs first!"});
-        QVERIFY(QFile::exists(m_form->databasePath())); // made by connecting
+        QVERIFY(!QFile::exists(m_form->databasePath())); // reading creates nothing
         QVERIFY(!m_form->dataLoaded());
         m_form->CheckDatabaseVersionMenuItemClick();
         QCOMPARE(script.texts().last(),
                  QString("No data is currently loaded, either import or load an existing data"));
+        // So the first import has nothing to ask about.
+        script.clear();
+        importSample(script);
+        QVERIFY(script.texts("question").isEmpty());
+        QVERIFY(m_form->dataLoaded());
     }
 
     void importThenLoad() {
@@ -190,7 +201,6 @@ private slots:
         // A second window over the same file loads what the first imported.
         m_form.reset();
         m_data = std::make_unique<TMainDataModule>();
-        MainDataModule = m_data.get();
         m_form = std::make_unique<TMainForm>(*m_data,
                                              m_dir.filePath(QString("KelvaneDB%1").arg(m_window.counter)));
         m_form->show();
@@ -220,8 +230,10 @@ private slots:
     }
 
     void failedImport() {
+        // A WMI binding fails the import, though what came before it is in the file.
         const QString broken = m_dir.filePath("binding.xml");
         QVERIFY(SysmonLogBuilder()
+                    .event(1, item(kG1, "C:\\Tools\\tool.exe", 1), "WS-01")
                     .event(21, {{"UtcTime", "2024-01-01 00:00:00.000"}, {"Operation", "Created"}})
                     .write(broken));
         MessageScript script;
@@ -230,6 +242,92 @@ private slots:
         QCOMPARE(script.texts("message"),
                  QStringList{"Something went wrong! Please contact support@kelvane.org"});
         QVERIFY(!m_form->dataLoaded());
+        QCOMPARE(find<QStatusBar>("StatusBarMain")->currentMessage(),
+                 QString("2 events were stored before the failure. File > Load existing data (Ctrl+L) "
+                         "shows them."));
+        m_form->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_form.get()));
+        QTest::keyClick(m_form.get(), Qt::Key_L, Qt::ControlModifier);
+        QVERIFY(m_form->dataLoaded());
+        QCOMPARE(rows(grid("cxGridImages")), QStringList{"tool.exe"});
+        QVERIFY(find<QStatusBar>("StatusBarMain")->currentMessage().isEmpty());
+    }
+
+    // Arrow keys and Enter in the three lists do what a click does.
+    void listsFollowKeyboard() {
+        MessageScript script;
+        importSample(script);
+        QTableView* images = grid("cxGridImages")->view();
+        images->setFocus();
+        QVERIFY(!m_form->firstNode()); // focus makes the first row current, which is no click
+        QTest::keyClick(images, Qt::Key_Enter);
+        QCOMPARE(m_form->firstNode()->text(), QString("  big.exe  "));
+        QTest::keyClick(images, Qt::Key_Down);
+        QCOMPARE(m_form->firstNode()->text(), QString("  tool.exe  "));
+        QCOMPARE(rows(grid("cxGridImagePath")), QStringList{"C:\\Tools\\tool.exe"});
+
+        QTableView* paths = grid("cxGridImagePath")->view();
+        paths->setCurrentIndex(paths->model()->index(0, 0)); // current without a click: nothing happens
+        QVERIFY(grid("cxGridImageSessions")->emptyTextShown());
+        QTest::keyClick(paths, Qt::Key_Return);
+        QCOMPARE(rows(grid("cxGridImageSessions")).size(), 3);
+
+        QTableView* sessions = grid("cxGridImageSessions")->view();
+        QTest::keyClick(sessions, Qt::Key_Down);
+        QCOMPARE(m_form->selectedSessions().size(), 1);
+        QTest::keyClick(sessions, Qt::Key_Enter); // the same session again: drawn once
+        QTest::keyClick(sessions, Qt::Key_Down);
+        QCOMPARE(m_form->selectedSessions().size(), 2);
+        QTest::keyClick(sessions, Qt::Key_Up);
+        QCOMPARE(m_form->selectedSessions().size(), 2);
+
+        // On to the diagram: down from the image to its computer and the first box, Enter opens it.
+        TNodeDiagram* d = diagram();
+        d->setFocus();
+        QTest::keyClick(d, Qt::Key_Down);
+        QCOMPARE(d->selectedNode(), m_form->firstNode());
+        QTest::keyClick(d, Qt::Key_Return); // the image has no event: nothing opens
+        QTest::keyClick(d, Qt::Key_Down);
+        QTest::keyClick(d, Qt::Key_Down);
+        QCOMPARE(d->selectedNode(), m_form->firstNode()->child(0)->child(0));
+        QTest::keyClick(d, Qt::Key_Right); // the second chain's first box
+        QCOMPARE(d->selectedNode(), m_form->firstNode()->child(0)->child(1));
+        QVERIFY(m_form->findChildren<QWidget*>("TProcessCreateForm").isEmpty());
+        QTest::keyClick(d, Qt::Key_Left);
+        QTest::keyClick(d, Qt::Key_Return);
+        QCOMPARE(m_form->findChildren<QWidget*>("TProcessCreateForm").size(), 1);
+    }
+
+    // Detail sheets and session windows open over the main window and close by keyboard.
+    void sheetsCloseByKeys_data() {
+        QTest::addColumn<bool>("session");
+        QTest::addColumn<QKeyCombination>("keys");
+        QTest::newRow("sheet, Escape") << false << QKeyCombination(Qt::Key_Escape);
+        QTest::newRow("sheet, Ctrl+W") << false << QKeyCombination(Qt::ControlModifier, Qt::Key_W);
+        QTest::newRow("session, Escape") << true << QKeyCombination(Qt::Key_Escape);
+        QTest::newRow("session, Ctrl+W") << true << QKeyCombination(Qt::ControlModifier, Qt::Key_W);
+    }
+    void sheetsCloseByKeys() {
+        QFETCH(bool, session);
+        QFETCH(QKeyCombination, keys);
+        MessageScript script;
+        importSample(script);
+        m_form->move(40, 30);
+        QPointer<QWidget> window;
+        if (session)
+            window = ui::TSessionViewForm::openSession(*m_data, kG1, m_form.get());
+        else
+            window = openDetailFormByType(m_form.get(), *m_data, 1, 1);
+        QVERIFY(window);
+        QVERIFY(QTest::qWaitForWindowExposed(window));
+        const QPoint offCentre = window->frameGeometry().center() - m_form->frameGeometry().center();
+        QVERIFY2(offCentre.manhattanLength() < 40,
+                 qPrintable(QString("%1,%2").arg(offCentre.x()).arg(offCentre.y())));
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        QTest::keyClick(window->focusWidget() ? window->focusWidget() : window.data(), keys.key(),
+                        keys.keyboardModifiers());
+        QTRY_VERIFY(!window);
     }
 
     void walkToASession() {
@@ -372,6 +470,11 @@ private slots:
         QCOMPARE(rows(grid("cxGridImages")), QStringList{"tool.exe"});
         QCOMPARE(QString::fromStdString(m_data->query("FDQueryExes").sql()),
                  QString("SELECT ImageExe FROM AllImageExes\nWHERE EventType = 3\nGROUP BY ImageExe"));
+        filter->item(5)->setCheckState(Qt::Unchecked);
+        filter->item(16)->setCheckState(Qt::Checked); // FileDeleteArchived, a later type
+        find<QPushButton>("ButtonFilterApply")->click();
+        QCOMPARE(QString::fromStdString(m_data->query("FDQueryExes").sql()),
+                 QString("SELECT ImageExe FROM AllImageExes\nWHERE EventType = 23\nGROUP BY ImageExe"));
         find<QPushButton>("ButtonFilterAll")->click();
         find<QPushButton>("ButtonFilterApply")->click();
         QCOMPARE(rows(grid("cxGridImages")).size(), 2);

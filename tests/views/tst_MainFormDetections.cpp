@@ -3,7 +3,7 @@
 #include "MainWindowFixture.h"
 #include "SysmonLogBuilder.h"
 
-#include "details/TDetailFormFactory.h"
+#include "details/gui/TDetailFormFactory.h"
 #include "import/TImportController.h"
 #include "toolkit/TLinkGrid.h"
 #include "toolkit/TPagedQueryModel.h"

@@ -1,19 +1,28 @@
+#include "details/gui/TDetailFormFactory.h"
+#include "details/gui/TEventDetailForm.h"
 #include "settings/TSharedResourcesModule.h"
 #include "settings/TSysmonEventData.h"
+#include "store/ProcessTreeIndex.h"
+#include "store/ProcessTreeModel.h"
 #include "store/QueryCommands.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TNodeDiagram.h"
+#include "views/HierarchyBrowser.h"
 #include "views/TMainForm.h"
 
 #include "MainWindowFixture.h"
 
+#include <QLabel>
+#include <QLineEdit>
 #include <QProgressBar>
 #include <QScrollBar>
 #include <QSignalSpy>
+#include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <QToolButton>
+#include <QTreeView>
 #include <QtTest>
 
 using namespace kelvane;
@@ -78,7 +87,29 @@ class TestMainFormHierarchy : public QObject {
     template <class T> T* find(const QString& name) { return m_form->findChild<T*>(name); }
     TNodeDiagram* diagram() { return find<TNodeDiagram>("ProcessDiagram"); }
     void generate() {
+        // As a user would: on the tab, with the button.
+        find<QTabWidget>("PageControlMain")->setCurrentWidget(find<QWidget>("TabSheetProcessHierarchy"));
         QTest::mouseClick(find<QToolButton>("SpeedButtonGenerateProcessHierarchy"), Qt::LeftButton);
+    }
+
+    // The exe names of the diagram's laid out nodes, in the drawing's order.
+    QStringList drawn() {
+        QStringList names;
+        std::vector<TDiagramNode*> pending{m_form->topNode()};
+        while (!pending.empty()) {
+            TDiagramNode* node = pending.back();
+            pending.pop_back();
+            if (node->rect().isNull())
+                continue;
+            names << node->text().trimmed();
+            for (int i = node->childCount() - 1; i >= 0; --i)
+                pending.push_back(node->child(i));
+        }
+        return names;
+    }
+    QString selectedName() {
+        TDiagramNode* node = diagram()->selectedNode();
+        return node ? node->text().trimmed() : QString("none");
     }
 
     void load() {
@@ -169,6 +200,107 @@ private slots:
         QCOMPARE(form != nullptr, opens);
         if (form)
             QVERIFY(form->isVisible());
+    }
+
+    // Typing finds as it goes; Enter and the arrows step through the matches in the drawing's order,
+    // each selected and in the middle of the view.
+    void findAsYouType() {
+        load();
+        generate();
+        HierarchyBrowser* browser = m_form->hierarchyBrowser();
+        auto* label = find<QLabel>("LabelHierarchyFind");
+        QTest::keyClicks(browser->findBox(), "A");
+        QCOMPARE(label->text(), QString("1 of 3")); // r-named, a, a1
+        QCOMPARE(selectedName(), QString("r-named.exe"));
+        QTest::keyClicks(browser->findBox(), "1.EXE");
+        QCOMPARE(label->text(), QString("1 of 1"));
+        QCOMPARE(selectedName(), QString("a1.exe"));
+        const QRect shown(diagram()->mapFromDrawing(diagram()->selectedNode()->rect().center()).toPoint(),
+                          QSize(1, 1));
+        QVERIFY(diagram()->viewport()->rect().contains(shown));
+        browser->findBox()->setText(".exe");
+        QCOMPARE(selectedName(), QString("x.exe"));
+        QTest::keyClick(browser->findBox(), Qt::Key_Return);
+        QCOMPARE(selectedName(), QString("r-named.exe"));
+        QTest::mouseClick(find<QToolButton>("ButtonHierarchyFindPrevious"), Qt::LeftButton);
+        QTest::mouseClick(find<QToolButton>("ButtonHierarchyFindPrevious"), Qt::LeftButton);
+        QCOMPARE(selectedName(), QString("b.exe")); // round to the last
+        browser->findBox()->setText("nothing like it");
+        QCOMPARE(label->text(), QString("No match"));
+    }
+
+    // A match under a folded node is unfolded into view; folding below a depth and unfolding all.
+    void foldAndFind() {
+        load();
+        generate();
+        HierarchyBrowser* browser = m_form->hierarchyBrowser();
+        browser->foldBelow(2);
+        QCOMPARE(drawn(), (QStringList{"", "x.exe", "r-named.exe"}));
+        browser->findBox()->setText("a1");
+        QCOMPARE(drawn(), (QStringList{"", "x.exe", "r-named.exe", "a.exe", "a1.exe", "b.exe"}));
+        browser->foldBelow(1);
+        QCOMPARE(drawn(), (QStringList{"", "x.exe"}));
+        QCOMPARE(selectedName(), QString("x.exe")); // the selection moves up to what stays
+        browser->unfoldAll();
+        QCOMPARE(drawn().size(), 6);
+    }
+
+    // The sheet, the sessions and the context menu focus the tree on a family; the whole tree comes back.
+    void focusAndBack() {
+        load();
+        ui::MessageScript script;
+        m_form->focusProcessInHierarchy("a"); // generates first; matched case aside
+        QVERIFY(m_form->topNode());
+        QCOMPARE(drawn(), (QStringList{"", "x.exe", "r-named.exe", "a.exe", "a1.exe"}));
+        QCOMPARE(selectedName(), QString("a.exe"));
+        m_form->hierarchyBrowser()->findBox()->setText("b.exe");
+        QCOMPARE(m_form->hierarchyBrowser()->matchCount(), 0); // find stays inside the focus
+        QTest::mouseClick(find<QToolButton>("ButtonHierarchyWholeTree"), Qt::LeftButton);
+        QCOMPARE(drawn().size(), 6);
+        QCOMPARE(m_form->hierarchyBrowser()->matchCount(), 1);
+        m_form->focusProcessInHierarchy("Q"); // drawn nowhere: its parent unlogged, no children
+        QCOMPARE(script.records().size(), size_t(1));
+        QVERIFY(script.records().front().text.contains("not in the hierarchy"));
+        QCOMPARE(drawn().size(), 6);
+
+        auto* sheet = qobject_cast<ui::TEventDetailForm*>(openDetailFormByType(m_form.get(), *m_data, 1, 3));
+        QVERIFY(sheet);
+        QTest::mouseClick(sheet->template findChild<QToolButton*>("ButtonShowInHierarchy"), Qt::LeftButton);
+        QCOMPARE(drawn(), (QStringList{"", "x.exe", "r-named.exe", "b.exe"}));
+    }
+
+    // Computer roots and back: the default drawing comes back exactly.
+    void byComputerAndBack() {
+        load();
+        generate();
+        const QString whole = diagramText(m_form->topNode());
+        m_form->hierarchyBrowser()->setByComputer(true);
+        QCOMPARE(m_form->topNode()->childCount(), 1);
+        QCOMPARE(m_form->topNode()->child(0)->child(0)->text(), QString("  x.exe  "));
+        m_form->hierarchyBrowser()->setByComputer(false);
+        QCOMPARE(diagramText(m_form->topNode()), whole);
+    }
+
+    // The list shows the same tree; the selection follows between the modes; Enter opens the sheet.
+    void treeListFollowsTheDrawing() {
+        load();
+        generate();
+        HierarchyBrowser* browser = m_form->hierarchyBrowser();
+        browser->findBox()->setText("a1.exe");
+        QTest::mouseClick(find<QToolButton>("ButtonHierarchyList"), Qt::LeftButton);
+        QTreeView* list = browser->treeList();
+        QVERIFY(list->isVisible());
+        QCOMPARE(list->currentIndex().data().toString(), QString("a1.exe"));
+        QCOMPARE(list->currentIndex().parent().data().toString(), QString("a.exe"));
+        QTest::keyClick(list, Qt::Key_Up);
+        QCOMPARE(list->currentIndex().data().toString(), QString("a.exe"));
+        QTest::keyClick(list, Qt::Key_Return);
+        QVERIFY(m_form->findChild<QWidget*>("TProcessCreateForm"));
+        QTest::mouseClick(find<QToolButton>("ButtonHierarchyDrawing"), Qt::LeftButton);
+        QCOMPARE(selectedName(), QString("a.exe"));
+        QTest::keyClick(diagram(), Qt::Key_Down);
+        QTest::mouseClick(find<QToolButton>("ButtonHierarchyList"), Qt::LeftButton);
+        QCOMPARE(list->currentIndex().data().toString(), QString("a1.exe"));
     }
 };
 

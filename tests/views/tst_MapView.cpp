@@ -1,5 +1,5 @@
 #include "SysmonLogBuilder.h"
-#include "details/TSessionViewForm.h"
+#include "details/gui/TSessionViewForm.h"
 #include "settings/TSharedResourcesModule.h"
 #include "store/QueryCommands.h"
 #include "store/TMainDataModule.h"

@@ -9,6 +9,7 @@ using simdjson::dom::element_type;
 
 void FlatDocument::read(simdjson::dom::element source) {
     m_size = 0;
+    m_arrayCount = 0;
     m_path.clear();
     walk(source, m_path);
 }
@@ -17,6 +18,13 @@ const std::string* FlatDocument::find(std::string_view path) const {
     for (size_t i = 0; i < m_size; ++i)
         if (m_fields[i].first == path)
             return &m_fields[i].second;
+    return nullptr;
+}
+
+const std::vector<std::string>* FlatDocument::elements(std::string_view path) const {
+    for (size_t i = 0; i < m_arrayCount; ++i)
+        if (m_arrays[i].first == path)
+            return &m_arrays[i].second;
     return nullptr;
 }
 
@@ -101,13 +109,18 @@ void FlatDocument::walk(simdjson::dom::element value, std::string& path) {
             add(path, simdjson::minify(value));
             break;
         }
+        if (m_arrayCount == m_arrays.size())
+            m_arrays.emplace_back();
+        auto& [arrayPath, parts] = m_arrays[m_arrayCount++];
+        arrayPath.assign(path);
+        parts.clear();
         std::string& text = addEmpty(path);
-        bool first = true;
         for (auto element : array) {
-            if (!first)
+            if (!parts.empty())
                 text += ", ";
-            first = false;
-            appendScalar(element, text);
+            parts.emplace_back();
+            appendScalar(element, parts.back());
+            text += parts.back();
         }
         break;
     }

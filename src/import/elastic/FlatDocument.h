@@ -21,6 +21,8 @@ public:
     // The value of a column, or nullptr. A path spelt both nested and with literal dots is one
     // column; its first value counts.
     const std::string* find(std::string_view path) const;
+    // The element texts of a column that came as an array of scalars, or nullptr.
+    const std::vector<std::string>* elements(std::string_view path) const;
     size_t size() const { return m_size; }
     const std::pair<std::string, std::string>& at(size_t i) const { return m_fields[i]; }
 
@@ -34,6 +36,9 @@ private:
 
     std::vector<std::pair<std::string, std::string>> m_fields;
     size_t m_size = 0;
+    // Arrays keep their elements apart as well: an element may hold the separator of the joined text.
+    std::vector<std::pair<std::string, std::vector<std::string>>> m_arrays;
+    size_t m_arrayCount = 0;
     std::string m_path;
 };
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <iterator>
+#include <vector>
 
 namespace kelvane {
 namespace {
@@ -19,7 +21,9 @@ enum class Conversion {
     Ipv6,
     PortName,
     Renamed,
-    DnsStatus
+    DnsStatus,
+    Arguments,
+    DnsAnswers
 };
 
 // Where the Sysmon module and the ingest pipelines put an item. An empty list of events means all.
@@ -40,11 +44,14 @@ const EcsHome kHomes[] = {
     {"ProcessId", {ACTING_PROCESS}, "process.pid"},
     {"Image", {ACTING_PROCESS}, "process.executable"},
     {"CommandLine", {1}, "process.command_line"},
+    // Some versions of the module keep only the split arguments.
+    {"CommandLine", {1}, "process.args", Conversion::Arguments},
     {"CurrentDirectory", {1}, "process.working_directory"},
     {"ParentProcessGuid", {1}, "process.parent.entity_id"},
     {"ParentProcessId", {1}, "process.parent.pid"},
     {"ParentImage", {1}, "process.parent.executable"},
     {"ParentCommandLine", {1}, "process.parent.command_line"},
+    {"ParentCommandLine", {1}, "process.parent.args", Conversion::Arguments},
     {"OriginalFileName", {1}, "process.pe.original_file_name"},
     {"OriginalFileName", {7}, "file.pe.original_file_name"},
     {"FileVersion", {1}, "process.pe.file_version"},
@@ -87,6 +94,7 @@ const EcsHome kHomes[] = {
     {"Destination", {20}, "process.executable"},
     {"QueryName", {22}, "dns.question.name"},
     {"QueryStatus", {22}, "sysmon.dns.status", Conversion::DnsStatus},
+    {"QueryResults", {22}, "dns.answers", Conversion::DnsAnswers},
 };
 
 #undef ACTING_PROCESS
@@ -99,18 +107,25 @@ bool appliesTo(const EcsHome& home, int eventId) {
 constexpr std::string_view kSixData = "event_data.";
 constexpr std::string_view kWinlogData = "winlog.event_data.";
 
-// Sysmon's "SHA1=..,MD5=..,SHA256=..,IMPHASH=.." in its own order and case, from the split fields.
-bool rebuildHashes(const FlatDocument& flat, std::string_view prefix, std::string_view imphash,
-                   std::string& out) {
+// Sysmon's "SHA1=..,MD5=..,SHA256=..,IMPHASH=.." in its own order and case, from the split fields. The
+// module of winlogbeat 7 puts them at the top level (hash.sha1), the pipelines under the process or file.
+bool rebuildHashes(const FlatDocument& flat, std::string_view base, std::string& out) {
     out.clear();
-    const std::pair<const char*, std::string> parts[] = {
-        {"SHA1", std::string(prefix) + ".sha1"},
-        {"MD5", std::string(prefix) + ".md5"},
-        {"SHA256", std::string(prefix) + ".sha256"},
-        {"IMPHASH", std::string(imphash)},
+    const std::string prefix(base);
+    const struct {
+        const char* name;
+        std::string path;
+        const char* topLevel;
+    } parts[] = {
+        {"SHA1", prefix + ".hash.sha1", "hash.sha1"},
+        {"MD5", prefix + ".hash.md5", "hash.md5"},
+        {"SHA256", prefix + ".hash.sha256", "hash.sha256"},
+        {"IMPHASH", prefix + ".pe.imphash", "hash.imphash"},
     };
-    for (const auto& [name, path] : parts) {
+    for (const auto& [name, path, topLevel] : parts) {
         const std::string* value = flat.find(path);
+        if (!value || value->empty())
+            value = flat.find(topLevel);
         if (!value || value->empty())
             continue;
         if (!out.empty())
@@ -123,6 +138,61 @@ bool rebuildHashes(const FlatDocument& flat, std::string_view prefix, std::strin
             if (c >= 'a' && c <= 'z')
                 c = static_cast<char>(c - 'a' + 'A');
         });
+    }
+    return !out.empty();
+}
+
+// A command line from its split arguments, quoted so that Windows splits it into the same ones.
+void joinArguments(const std::vector<std::string>& arguments, std::string& out) {
+    out.clear();
+    for (const std::string& argument : arguments) {
+        if (!out.empty())
+            out += ' ';
+        if (!argument.empty() && argument.find_first_of(" \t\n\v\"") == std::string::npos) {
+            out += argument;
+            continue;
+        }
+        out += '"';
+        size_t backslashes = 0;
+        for (const char c : argument) {
+            if (c == '\\') {
+                ++backslashes;
+                continue;
+            }
+            // Backslashes count only before a quote: there they are doubled, and the quote escaped.
+            out.append(c == '"' ? backslashes * 2 + 1 : backslashes, '\\');
+            backslashes = 0;
+            out += c;
+        }
+        out.append(backslashes * 2, '\\');
+        out += '"';
+    }
+}
+
+// Sysmon's "type:  5 name;::ffff:1.2.3.4;" from the answers the pipelines parsed out of it.
+bool rebuildDnsResults(std::string_view answers, std::string& out) {
+    out.clear();
+    thread_local simdjson::dom::parser parser;
+    simdjson::dom::array records;
+    if (parser.parse(answers.data(), answers.size()).get(records) != simdjson::SUCCESS)
+        return false;
+    static const std::pair<std::string_view, const char*> kTypes[] = {
+        {"CNAME", "5"}, {"PTR", "12"}, {"MX", "15"}, {"TXT", "16"}, {"SRV", "33"}, {"NS", "2"}, {"SOA", "6"}};
+    for (auto record : records) {
+        std::string_view type, data;
+        if (record["type"].get(type) != simdjson::SUCCESS || record["data"].get(data) != simdjson::SUCCESS)
+            continue;
+        if (type == "A") {
+            out += "::ffff:";
+        } else if (type != "AAAA") {
+            out += "type:  ";
+            const auto known = std::find_if(std::begin(kTypes), std::end(kTypes),
+                                            [&](const auto& entry) { return entry.first == type; });
+            out += known != std::end(kTypes) ? std::string_view(known->second) : type;
+            out += ' ';
+        }
+        out += data;
+        out += ';';
     }
     return !out.empty();
 }
@@ -168,7 +238,8 @@ std::string SysmonDocument::sysmonTime(std::string_view timestamp) {
 void SysmonDocument::read(const FlatDocument& flat, int eventId) {
     items.clear();
     winlogLayout = false;
-    hasComputer = hasUtcTime = false;
+    bool hasComputer = false;
+    hasUtcTime = false;
     computer.clear();
     utcTime.clear();
     for (size_t i = 0; i < flat.size(); ++i) {
@@ -193,11 +264,8 @@ void SysmonDocument::read(const FlatDocument& flat, int eventId) {
             utcTime = value;
         }
     }
-    if (winlogLayout) {
-        // The later shippers leave out an empty computer name; the column is there all the same.
-        hasComputer = true;
+    if (winlogLayout)
         readEcs(flat, eventId);
-    }
 }
 
 void SysmonDocument::readEcs(const FlatDocument& flat, int eventId) {
@@ -236,11 +304,26 @@ void SysmonDocument::readEcs(const FlatDocument& flat, int eventId) {
             break;
         }
         case Conversion::ProcessHashes:
-            if (rebuildHashes(flat, "process.hash", "process.pe.imphash", m_scratch))
+            if (rebuildHashes(flat, "process", m_scratch))
                 value = &m_scratch;
             break;
         case Conversion::FileHashes:
-            if (rebuildHashes(flat, "file.hash", "file.pe.imphash", m_scratch))
+            if (rebuildHashes(flat, "file", m_scratch))
+                value = &m_scratch;
+            break;
+        case Conversion::Arguments:
+            if (const std::vector<std::string>* arguments = flat.elements(home.path)) {
+                joinArguments(*arguments, m_scratch);
+                value = &m_scratch;
+            } else if (const std::string* single = flat.find(home.path)) {
+                // One argument may come as a plain string.
+                joinArguments({*single}, m_scratch);
+                value = &m_scratch;
+            }
+            break;
+        case Conversion::DnsAnswers:
+            if (const std::string* answers = flat.find(home.path);
+                answers && rebuildDnsResults(*answers, m_scratch))
                 value = &m_scratch;
             break;
         case Conversion::Direction:
@@ -295,18 +378,8 @@ void SysmonDocument::readEcs(const FlatDocument& flat, int eventId) {
     }
 }
 
-bool ElasticResultColumns::hasItem(std::string_view item) const {
-    if (m_document->winlogLayout)
-        return true;
-    return m_index->items.find(item) != m_index->items.end();
-}
-
 const std::string* ElasticResultColumns::column(std::string_view name) const {
-    if (name != "UtcTime")
-        return nullptr;
-    if (m_document->hasUtcTime)
-        return &m_document->utcTime;
-    return m_index->utcTime && !m_document->winlogLayout ? &m_empty : nullptr;
+    return name == "UtcTime" && m_document->hasUtcTime ? &m_document->utcTime : nullptr;
 }
 
 } // namespace kelvane

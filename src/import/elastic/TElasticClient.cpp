@@ -6,13 +6,13 @@
 #include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QSslConfiguration>
-#include <QThread>
+#include <QTimer>
 
 #include <algorithm>
+#include <vector>
 
 namespace kelvane {
 namespace {
@@ -33,8 +33,37 @@ QString normalisedFingerprint(QString text) {
     return text.remove(':').remove(' ').toUpper();
 }
 
-QJsonObject jsonObject(const QByteArray& body) {
-    return QJsonDocument::fromJson(body).object();
+// A server's answer read as JSON; a body that is none reads as an empty object.
+class JsonAnswer {
+public:
+    explicit JsonAnswer(const QByteArray& body) {
+        if (m_parser.parse(body.constData(), size_t(body.size())).get(m_root) != simdjson::SUCCESS)
+            [[maybe_unused]]
+            const auto empty = m_parser.parse("{}", 2).get(m_root);
+    }
+    simdjson::dom::element root() const { return m_root; }
+
+private:
+    simdjson::dom::parser m_parser;
+    simdjson::dom::element m_root;
+};
+
+// The string at a JSON pointer below element, or an empty text.
+QString textAt(simdjson::dom::element element, std::string_view pointer) {
+    std::string_view text;
+    if (element.at_pointer(pointer).get(text) != simdjson::SUCCESS)
+        return QString();
+    return QString::fromUtf8(text.data(), qsizetype(text.size()));
+}
+
+// The elements of the array at a JSON pointer, or none.
+std::vector<simdjson::dom::element> arrayAt(simdjson::dom::element element, std::string_view pointer) {
+    std::vector<simdjson::dom::element> elements;
+    simdjson::dom::array array;
+    if (element.at_pointer(pointer).get(array) == simdjson::SUCCESS)
+        for (const simdjson::dom::element item : array)
+            elements.push_back(item);
+    return elements;
 }
 
 } // namespace
@@ -162,7 +191,10 @@ TElasticClient::Response TElasticClient::request(const QByteArray& verb, const Q
         // A full search queue or a tripped breaker clears by itself: the very same request, later.
         if (response.status != 429 || attempt == 4)
             return response;
-        QThread::msleep(static_cast<unsigned long>(delay));
+        // The client also runs on the GUI thread (Connect): wait in an event loop, not asleep.
+        QEventLoop pause;
+        QTimer::singleShot(delay, &pause, &QEventLoop::quit);
+        pause.exec();
         delay *= 2;
     }
 }
@@ -186,21 +218,19 @@ QString TElasticClient::describe(const QByteArray& verb, const QString& path,
         return QString("No answer from %1 to %2: %3").arg(server, where, response.transportError);
     }
     QString detail;
-    const QJsonDocument document = QJsonDocument::fromJson(response.body);
-    const QJsonValue error = document.object().value("error");
-    if (error.isObject()) {
-        const QJsonObject object = error.toObject();
-        detail = object.value("type").toString();
-        QString reason = object.value("reason").toString();
-        const QJsonArray causes = object.value("root_cause").toArray();
-        const QString rootReason =
-            causes.isEmpty() ? QString() : causes.first().toObject().value("reason").toString();
+    const JsonAnswer answer(response.body);
+    simdjson::dom::element error;
+    const bool hasError = answer.root()["error"].get(error) == simdjson::SUCCESS;
+    if (hasError && error.is_object()) {
+        detail = textAt(error, "/type");
+        QString reason = textAt(error, "/reason");
+        const QString rootReason = textAt(error, "/root_cause/0/reason");
         if (reason.isEmpty() || (reason == "all shards failed" && !rootReason.isEmpty()))
             reason = rootReason;
         if (!reason.isEmpty())
             detail += ": " + reason;
-    } else if (error.isString()) {
-        detail = error.toString();
+    } else if (hasError && error.is_string()) {
+        detail = textAt(error, "");
     } else {
         // OpenSearch says 401 in plain text, and proxies say anything.
         detail = QString::fromUtf8(response.body.left(200)).simplified();
@@ -256,16 +286,16 @@ const ElasticServer& TElasticClient::open() {
 }
 
 void TElasticClient::detect(const QByteArray& body) {
-    const QJsonObject root = jsonObject(body);
-    const QJsonObject version = root.value("version").toObject();
+    const JsonAnswer answer(body);
+    const simdjson::dom::element root = answer.root();
     m_server = ElasticServer();
-    m_server.version = version.value("number").toString();
+    m_server.version = textAt(root, "/version/number");
     const QStringList numbers = m_server.version.split('.');
     m_server.major = numbers.value(0).toInt();
     m_server.minor = numbers.value(1).toInt();
-    if (version.value("distribution").toString() == "opensearch") {
+    if (textAt(root, "/version/distribution") == "opensearch") {
         m_server.openSearch = true;
-    } else if (root.value("tagline").toString().contains("OpenSearch")) {
+    } else if (textAt(root, "/tagline").contains("OpenSearch")) {
         // An OpenSearch that poses as 7.10.2 hides its version: read it as the oldest.
         m_server.openSearch = true;
         m_server.major = 1;
@@ -292,30 +322,32 @@ QStringList TElasticClient::catalogue() {
     QStringList streams, aliases, indices;
     const Response resolved = request("GET", "/_resolve/index/*");
     if (resolved.status == 200) {
-        const QJsonObject root = jsonObject(resolved.body);
-        for (const QJsonValue& stream : root.value("data_streams").toArray())
-            streams << stream.toObject().value("name").toString();
-        for (const QJsonValue& alias : root.value("aliases").toArray()) {
-            const QString name = alias.toObject().value("name").toString();
+        const JsonAnswer answer(resolved.body);
+        for (const simdjson::dom::element stream : arrayAt(answer.root(), "/data_streams"))
+            streams << textAt(stream, "/name");
+        for (const simdjson::dom::element alias : arrayAt(answer.root(), "/aliases")) {
+            const QString name = textAt(alias, "/name");
             if (!name.startsWith('.'))
                 aliases << name;
         }
-        for (const QJsonValue& value : root.value("indices").toArray()) {
-            const QJsonObject index = value.toObject();
-            const QString name = index.value("name").toString();
-            const QJsonArray attributes = index.value("attributes").toArray();
-            if (name.startsWith('.') || index.contains("data_stream") || attributes.contains("hidden") ||
-                attributes.contains("system") || attributes.contains("closed"))
+        for (const simdjson::dom::element index : arrayAt(answer.root(), "/indices")) {
+            const QString name = textAt(index, "/name");
+            QStringList attributes;
+            for (const simdjson::dom::element attribute : arrayAt(index, "/attributes"))
+                attributes << textAt(attribute, "");
+            if (name.startsWith('.') || index.at_key("data_stream").error() == simdjson::SUCCESS ||
+                attributes.contains("hidden") || attributes.contains("system") ||
+                attributes.contains("closed"))
                 continue;
             indices << name;
         }
     } else {
         // Servers before the resolve call list their indices only.
         const QByteArray body = requestOk("GET", "/_cat/indices?format=json&h=index,status");
-        for (const QJsonValue& value : QJsonDocument::fromJson(body).array()) {
-            const QJsonObject index = value.toObject();
-            const QString name = index.value("index").toString();
-            if (!name.startsWith('.') && index.value("status").toString() != "close")
+        const JsonAnswer answer(body);
+        for (const simdjson::dom::element index : arrayAt(answer.root(), "")) {
+            const QString name = textAt(index, "/index");
+            if (!name.startsWith('.') && textAt(index, "/status") != "close")
                 indices << name;
         }
     }
@@ -348,28 +380,11 @@ QByteArray TElasticClient::sysmonQuery(int eventId) {
 
 qint64 TElasticClient::count(const QString& target, int eventId) {
     const QString path = targetPath(target) + "/_count";
-    const QJsonValue count =
-        jsonObject(requestOk("POST", path, "{\"query\":" + sysmonQuery(eventId) + '}')).value("count");
-    if (!count.isDouble())
+    const JsonAnswer answer(requestOk("POST", path, "{\"query\":" + sysmonQuery(eventId) + '}'));
+    int64_t count = 0;
+    if (answer.root()["count"].get(count) != simdjson::SUCCESS)
         throw ElasticError(QString("POST %1 answered without a count").arg(path).toStdString());
-    return static_cast<qint64>(count.toDouble());
-}
-
-IndexColumns TElasticClient::columns(const QString& target) {
-    const QByteArray body =
-        requestOk("GET", targetPath(target) + "/_field_caps?fields=event_data.*,computer_name,UtcTime");
-    IndexColumns columns;
-    const QJsonObject fields = jsonObject(body).value("fields").toObject();
-    for (auto it = fields.begin(); it != fields.end(); ++it) {
-        const QString name = it.key();
-        if (name.startsWith("event_data.") && name.size() > 11)
-            columns.items.insert(name.mid(11).toStdString());
-        else if (name == "computer_name")
-            columns.computerName = true;
-        else if (name == "UtcTime")
-            columns.utcTime = true;
-    }
-    return columns;
+    return count;
 }
 
 std::unique_ptr<ElasticHits> TElasticClient::search(const QString& target, int eventId) {
@@ -385,9 +400,10 @@ ElasticHits::ElasticHits(TElasticClient& client, QString target, QByteArray quer
       m_paging(client.server().paging) {}
 
 ElasticHits::~ElasticHits() {
+    // Still open only while another failure unwinds: that one is reported, a second would hide it.
     try {
         close();
-    } catch (...) {
+    } catch (const std::exception&) {
     }
 }
 
@@ -401,8 +417,8 @@ void ElasticHits::start() {
     const QString path = targetPath(m_target) +
                          (openSearch ? "/_search/point_in_time?keep_alive=" : "/_pit?keep_alive=") +
                          kKeepAlive;
-    const QJsonObject answer = jsonObject(m_client.requestOk("POST", path));
-    m_contextId = answer.value(openSearch ? "pit_id" : "id").toString().toUtf8();
+    const JsonAnswer answer(m_client.requestOk("POST", path));
+    m_contextId = textAt(answer.root(), openSearch ? "/pit_id" : "/id").toUtf8();
     m_open = true;
     try {
         fetch();

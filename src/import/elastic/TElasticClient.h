@@ -16,8 +16,6 @@ class QNetworkAccessManager;
 
 namespace kelvane {
 
-struct IndexColumns;
-
 // A failure of the server or of the way to it, worded for the user. Never holds the password.
 class ElasticError : public std::runtime_error {
 public:
@@ -59,7 +57,8 @@ public:
     // Moves to the next hit; false at the end of the results, where the last hit stays current.
     bool next();
     simdjson::dom::element source() const { return m_source; }
-    // Frees the server's search context; failures are of no use to anyone at this point.
+    // Frees the server's search context; a failure throws like any request. The import closes its
+    // hits itself on every path but an exception, so that such a failure is reported.
     void close();
 
 private:
@@ -123,8 +122,6 @@ public:
     QStringList catalogue();
     // Sysmon events of one id in the target.
     qint64 count(const QString& target, int eventId);
-    // The winlogbeat 6 columns that the target's documents can have.
-    IndexColumns columns(const QString& target);
     std::unique_ptr<ElasticHits> search(const QString& target, int eventId);
 
     // The filter that selects Sysmon events of an id in every shape and mapping.

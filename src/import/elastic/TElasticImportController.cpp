@@ -60,37 +60,34 @@ void TElasticImportController::produce(TDatasetSource& datasets, const std::func
     ElasticResultColumns columns;
 
     for (const QString& index : m_tables) {
-        IndexColumns indexColumns;
-        bool haveColumns = false;
-        for (const int id : kEventIds) {
+        for (const int id : catalogue::sysmonEventIds()) {
             if (m_stop)
                 return;
             const qint64 total = client.count(index, id);
             if (total <= 0)
                 continue;
-            if (!haveColumns) {
-                indexColumns = client.columns(index);
-                haveColumns = true;
-            }
             const std::unique_ptr<ElasticHits> hits = client.search(index, id);
             state.FEventIDUnderParsing = id;
-            state.FEventNameUnderParsing = catalogue::readerDisplayName(id);
+            const char* name = catalogue::readerDisplayName(id);
+            state.FEventNameUnderParsing = name ? name : "";
             // Documents deleted since the count leave nothing to map again.
-            if (!hits->next())
+            if (!hits->next()) {
+                hits->close();
                 continue;
+            }
             flat.read(hits->source());
             document.read(flat, id);
             // The first row's computer stands for the whole batch.
-            if (!document.hasComputer && !indexColumns.computerName)
-                throw DatasetError("FDQueryData: Field 'computer_name' not found");
             state.FComputerName = document.computer;
-            columns.set(document, indexColumns);
+            columns.set(document);
             mapper.setResultColumns(&columns);
             // As many rounds as the count said: surplus rows stay unread, and when fewer come back the
             // last one is mapped again, as a cursor that cannot move past its end stays on its last row.
             for (qint64 round = 0; round < total; ++round) {
-                if (m_stop)
+                if (m_stop) {
+                    hits->close();
                     return;
+                }
                 if (round > 0 && hits->next()) {
                     flat.read(hits->source());
                     document.read(flat, id);

@@ -13,15 +13,13 @@ namespace kelvane {
 
 class TDatasetSource;
 
-// The import of Sysmon events from a search server: for every index and each of 19 event ids, a count
-// and, when there are events, one read of them all, mapped like the events of a log. The dialog is a
-// thin form over it; the headless importer drives it directly.
+// The import of Sysmon events from a search server: for every index and each event id Sysmon defines, a
+// count and, when there are events, one read of them all, mapped like the events of a log (and counted
+// like them, also where the type has no table). The dialog is a thin form over it; the headless importer
+// drives it directly.
 class TElasticImportController : public TImportTask {
     Q_OBJECT
 public:
-    // The event ids queried, in this order: 4 and 16 have no table, and DNS queries are not read.
-    static constexpr int kEventIds[] = {1, 2, 3, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 17, 18, 19, 20, 21};
-
     TElasticImportController(TMainDataModule& data, const ElasticConnectionParams& connection,
                              const QString& ipstackKey, bool ipstackConsent,
                              const QString& ipstackHost = QString(), QObject* parent = nullptr);

@@ -171,6 +171,9 @@ std::uint32_t BinXmlWalker::templateInstance(std::uint32_t pos, std::uint32_t en
     for (std::uint32_t i = 0; i < count; ++i) {
         const std::uint16_t size = static_cast<std::uint16_t>(m_data[pos] | (m_data[pos + 1] << 8));
         const std::uint8_t type = m_data[pos + 2];
+        // Always zero in intact data: anything else means the descriptors were overwritten.
+        if (m_data[pos + 3] != 0)
+            fail("damaged value descriptor");
         pos += 4;
         need(valueAt, size, end);
         m_values.push_back({type, valueAt, size});
@@ -378,8 +381,11 @@ void BinXmlWalker::substitution(const Scope& scope, std::uint16_t index, bool /*
     if (value.type == Null)
         return;
     if (value.type == BinXml) {
-        // A nested fragment: its names and templates are chunk offsets too, and it brings its own values.
-        fragment(value.offset, value.offset + value.size, Scope{}, depth + 1);
+        // A nested fragment: its names and templates are chunk offsets too, and it brings its own values. It
+        // fills its value exactly; one that ends early was cut short by a damaged length.
+        if (fragment(value.offset, value.offset + value.size, Scope{}, depth + 1) !=
+            value.offset + value.size)
+            fail("nested fragment does not fill its value");
         return;
     }
     if (value.type & ArrayFlag) {
@@ -455,6 +461,7 @@ std::uint32_t BinXmlWalker::name(std::uint32_t& pos, std::uint32_t end) {
             static_cast<std::uint16_t>(m_data[offset + 6] | (m_data[offset + 7] << 8));
         need(offset, 8ull + 2ull * count, m_size);
     }
+    kindOf(offset); // checks the name once per chunk
     return offset;
 }
 
@@ -464,6 +471,12 @@ NameKind BinXmlWalker::kindOf(std::uint32_t offset) {
         return static_cast<NameKind>(cached);
     const std::uint16_t count = static_cast<std::uint16_t>(m_data[offset + 6] | (m_data[offset + 7] << 8));
     const std::uint8_t* chars = m_data + offset + 8;
+    // A name carries the hash of its characters: an offset that was damaged points at bytes that lack it.
+    std::uint32_t hash = 0;
+    for (std::uint16_t i = 0; i < count; ++i)
+        hash = hash * 65599u + static_cast<std::uint32_t>(chars[2 * i] | (chars[2 * i + 1] << 8));
+    if ((hash & 0xFFFF) != static_cast<std::uint32_t>(m_data[offset + 4] | (m_data[offset + 5] << 8)))
+        fail("damaged element name");
     NameKind kind = NameKind::Other;
     if (nameIs(chars, count, "EventID"))
         kind = NameKind::EventID;

@@ -1,13 +1,26 @@
 #pragma once
 
+#include "import/ReadLosses.h"
 #include "import/xml/TSysmonEventReader.h"
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace kelvane::evtx {
+
+// The record ids read so far in a file, as runs of consecutive ids: a file's ids mostly are one run.
+class RecordIdSet {
+public:
+    // False when the id was there already.
+    bool insert(std::uint64_t id);
+    void clear() { m_runs.clear(); }
+
+private:
+    std::map<std::uint64_t, std::uint64_t> m_runs; // first id -> last id
+};
 
 // What the records of one chunk told the reader, kept in order so that chunks can be decoded on several
 // threads and handed to the sink one after the other: the same calls the XML reader's element handlers
@@ -19,7 +32,9 @@ public:
     void clear() {
         m_calls.clear();
         m_arena.clear();
-        m_records = m_skipped = 0;
+        m_records.clear();
+        m_losses = ReadLosses{};
+        m_checksumFailed = false;
     }
 
     void add(Kind kind, std::string_view value, std::string_view name = {}) {
@@ -40,43 +55,36 @@ public:
         m_arena.resize(mark.arena);
     }
 
-    void replay(EventItemSink& sink) const {
-        for (const Call& call : m_calls) {
-            const std::string_view name(m_arena.data() + call.offset, call.nameSize);
-            const std::string_view value(m_arena.data() + call.offset + call.nameSize, call.valueSize);
-            switch (call.kind) {
-            case Kind::EventId:
-                sink.eventIdText(value);
-                break;
-            case Kind::Computer:
-                sink.computerText(value);
-                break;
-            case Kind::Data:
-                sink.dataItem(name, value);
-                break;
-            case Kind::EndEventData:
-                sink.endEventData();
-                break;
-            }
-        }
-    }
+    // A record's calls end here; its id decides at replay whether it was read before.
+    void recordKept(std::uint64_t id) { m_records.push_back({id, m_calls.size()}); }
+
+    // Tells the sink the calls of every record whose id is new to seen, and adds what was left out to
+    // losses. Returns the records handed on.
+    std::int64_t replay(EventItemSink& sink, RecordIdSet& seen, ReadLosses& losses) const;
 
     std::size_t callCount() const { return m_calls.size(); }
-    // Records handed on, and records found damaged and left out.
-    std::int64_t records() const { return m_records; }
-    std::int64_t skipped() const { return m_skipped; }
-    void recordRead() { ++m_records; }
-    void recordSkipped() { ++m_skipped; }
+    std::size_t recordCount() const { return m_records.size(); }
+    // What the chunk lost while it was decoded; the decoder counts into it.
+    ReadLosses& losses() { return m_losses; }
+    // The chunk's records checksum failed: what it gives is doubtful.
+    void setChecksumFailed() { m_checksumFailed = true; }
 
 private:
     struct Call {
         Kind kind;
         std::uint32_t offset, nameSize, valueSize;
     };
+    struct Record {
+        std::uint64_t id;
+        std::size_t callsEnd;
+    };
+    void replayCalls(EventItemSink& sink, std::size_t from, std::size_t to) const;
+
     std::vector<Call> m_calls;
     std::string m_arena;
-    std::int64_t m_records = 0;
-    std::int64_t m_skipped = 0;
+    std::vector<Record> m_records;
+    ReadLosses m_losses;
+    bool m_checksumFailed = false;
 };
 
 } // namespace kelvane::evtx

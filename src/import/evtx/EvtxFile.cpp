@@ -78,8 +78,17 @@ bool EvtxFile::probe(std::int64_t offset, Chunk& chunk, bool requireChecksum) co
     if (readAt(offset, head, sizeof head) < kChunkHeaderSize)
         return false;
     const ChunkHeader header = ChunkHeader::read(head, m_checksums);
-    if (!header.signature || (requireChecksum && !header.checksumOk))
+    if (requireChecksum && !(header.signature && header.checksumOk))
         return false;
+    if (!header.signature) {
+        // A damaged signature does not make a chunk: its structure does. Unused slots are all zero.
+        if (std::all_of(head, head + kChunkHeaderSize, [](std::uint8_t b) { return b == 0; }))
+            return false;
+        std::vector<std::uint8_t> slot(kChunkSize);
+        const std::size_t got = readAt(offset, slot.data(), slot.size());
+        if (!looksLikeChunk(slot.data(), static_cast<std::uint32_t>(got)))
+            return false;
+    }
     chunk.offset = offset;
     chunk.size = static_cast<std::uint32_t>(std::min<std::int64_t>(kChunkSize, m_size - offset));
     // Chunks are put in the order of their records; a header that cannot be trusted yields to the first

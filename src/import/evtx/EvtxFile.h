@@ -10,8 +10,9 @@ inline constexpr std::uint32_t kFileHeaderBlock = 0x1000;
 inline constexpr char kFileSignature[8] = {'E', 'l', 'f', 'F', 'i', 'l', 'e', '\0'};
 
 // An .evtx file opened for reading: its header, and where its chunks lie, in the order of their records.
-// The header's chunk count and numbers are only hints: every 64 KiB slot is probed, and when the header is
-// damaged and no slot holds a chunk, the file is searched for chunk signatures whose header checksum holds.
+// The header's chunk count and numbers are only hints: every 64 KiB slot is probed, a chunk whose signature
+// is damaged is known by its structure, and when no slot holds a chunk the file is searched for chunk
+// signatures whose header checksum holds.
 class EvtxFile {
 public:
     struct Chunk {

@@ -1,5 +1,7 @@
 #include "import/evtx/EvtxValueText.h"
 
+#include "import/Utf8.h"
+
 #include <algorithm>
 #include <bit>
 #include <charconv>
@@ -16,24 +18,6 @@ std::uint64_t readLe(const std::uint8_t* p, std::size_t n) {
     for (std::size_t i = n; i-- > 0;)
         v = (v << 8) | p[i];
     return v;
-}
-
-void appendUtf8(std::string& out, char32_t c) {
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-    } else if (c < 0x800) {
-        out += static_cast<char>(0xC0 | (c >> 6));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out += static_cast<char>(0xE0 | (c >> 12));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (c >> 18));
-        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    }
 }
 
 template <typename T> void appendNumber(std::string& out, T value, int base = 10) {
@@ -167,19 +151,7 @@ void appendUtf16(std::string& out, const std::uint8_t* p, std::size_t units) {
         }
         if (c >= 0xD800 && c <= 0xDFFF)
             c = 0xFFFD;
-        if (c < 0x800) {
-            *w++ = static_cast<char>(0xC0 | (c >> 6));
-            *w++ = static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            *w++ = static_cast<char>(0xE0 | (c >> 12));
-            *w++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            *w++ = static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            *w++ = static_cast<char>(0xF0 | (c >> 18));
-            *w++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            *w++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            *w++ = static_cast<char>(0x80 | (c & 0x3F));
-        }
+        w = encodeUtf8(c, w);
     }
     out.resize(static_cast<std::size_t>(w - out.data()));
 }

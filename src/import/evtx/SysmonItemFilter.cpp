@@ -9,17 +9,20 @@ void SysmonItemFilter::beginRecord() {
     m_current = NameKind::Other;
     m_wantsKey = false;
     m_sysmon = false;
+    m_openItems = false;
     m_key.clear();
     m_text.clear();
 }
 
-bool SysmonItemFilter::endRecord(bool complete) {
+SysmonItemFilter::Outcome SysmonItemFilter::endRecord(bool complete) {
     // Text after the last tag is never delivered, as in the XML reader.
     m_text.clear();
-    if (complete && m_sysmon)
-        return true;
-    m_out->rollBack(m_mark);
-    return false;
+    const Outcome outcome = !complete || (m_sysmon && m_openItems) ? Outcome::Damaged
+                            : m_sysmon                             ? Outcome::Kept
+                                                                   : Outcome::OtherChannel;
+    if (outcome != Outcome::Kept)
+        m_out->rollBack(m_mark);
+    return outcome;
 }
 
 void SysmonItemFilter::startElement(NameKind kind) {
@@ -49,8 +52,10 @@ void SysmonItemFilter::keyDone() {
 
 void SysmonItemFilter::endElement(NameKind kind) {
     flush();
-    if (kind == NameKind::EventData)
+    if (kind == NameKind::EventData) {
         m_out->add(ChunkEvents::Kind::EndEventData, {});
+        m_openItems = false;
+    }
 }
 
 void SysmonItemFilter::flush() {
@@ -70,6 +75,8 @@ void SysmonItemFilter::flush() {
     m_text.resize(begin + text.size());
     m_text.erase(0, begin);
     clearTextInPlace(m_text);
+    if (m_current == NameKind::Data)
+        m_openItems = true;
     m_out->add(m_current == NameKind::EventID    ? ChunkEvents::Kind::EventId
                : m_current == NameKind::Computer ? ChunkEvents::Kind::Computer
                                                  : ChunkEvents::Kind::Data,

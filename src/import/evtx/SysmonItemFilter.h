@@ -20,10 +20,12 @@ public:
     explicit SysmonItemFilter(ChunkEvents& out) : m_out(&out) {}
     void setOutput(ChunkEvents& out) { m_out = &out; }
 
+    enum class Outcome { Kept, OtherChannel, Damaged };
+
     void beginRecord();
-    // Keeps the record's calls when it was read whole and belongs to Sysmon's channel. Returns whether it
-    // did.
-    bool endRecord(bool complete);
+    // Keeps the record's calls when it was read whole and belongs to Sysmon's channel. A record whose items
+    // are not closed by the end of its EventData is damaged: kept, its items would join the next event's.
+    Outcome endRecord(bool complete);
 
     void startElement(NameKind kind);
     // The element repeated for the next item of an array: same name, same attributes.
@@ -48,6 +50,7 @@ private:
     NameKind m_current = NameKind::Other;
     bool m_wantsKey = false;
     bool m_sysmon = false;
+    bool m_openItems = false; // Data items told since the last end of EventData
     std::string m_key;
     std::string m_text;
 };

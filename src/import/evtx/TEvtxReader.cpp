@@ -123,7 +123,8 @@ void TEvtxReader::read(const std::string& path, EventItemSink& sink) {
         std::atomic<bool>& flag;
         ~ClearStop() { flag.store(false, std::memory_order_relaxed); }
     } clearStop{m_stopRequested};
-    m_recordsRead = m_recordsSkipped = 0;
+    m_recordsRead = 0;
+    m_losses = ReadLosses{};
     m_bytesRead.store(0, std::memory_order_relaxed);
     m_totalBytes.store(0, std::memory_order_relaxed);
 
@@ -132,6 +133,7 @@ void TEvtxReader::read(const std::string& path, EventItemSink& sink) {
     const std::size_t count = file.chunks().size();
     const int threads = static_cast<int>(std::min<std::size_t>(m_threads, std::max<std::size_t>(count, 1)));
     ChunkRing ring(count, static_cast<std::size_t>(threads) * (kAheadPerThread + 1));
+    RecordIdSet seen;
     {
         ThreadGroup group{ring, {}};
         for (int i = 0; i < threads; ++i)
@@ -141,9 +143,7 @@ void TEvtxReader::read(const std::string& path, EventItemSink& sink) {
             if (m_stopRequested.load(std::memory_order_relaxed) || !ring.wait(index))
                 break;
             ChunkEvents& events = ring.slotFor(index);
-            events.replay(sink);
-            m_recordsRead += events.records();
-            m_recordsSkipped += events.skipped();
+            m_recordsRead += events.replay(sink, seen, m_losses);
             const EvtxFile::Chunk& chunk = file.chunks()[index];
             m_bytesRead.fetch_add(chunk.size, std::memory_order_relaxed);
             ring.release(index);

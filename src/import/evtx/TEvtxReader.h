@@ -1,5 +1,7 @@
 #pragma once
 
+#include "import/ReadLosses.h"
+
 #include <atomic>
 #include <cstdint>
 #include <string>
@@ -11,8 +13,8 @@ class EventItemSink;
 // Reads the Sysmon events of an .evtx file and tells the sink the same items, in the same order, as the
 // XML reader tells it for the Windows XML export of that file. Chunks are decoded on several threads and
 // handed to the sink one after the other in the order of their records, on the calling thread. Memory
-// stays flat: a few chunks are in flight at any time. Records of other channels are passed over; damaged
-// records are skipped and counted, and a damaged chunk loses only what cannot be read.
+// stays flat: a few chunks are in flight at any time. Records of other channels are passed over; damaged,
+// stale and repeated records are left out and counted, and a damaged chunk loses only what cannot be read.
 class TEvtxReader {
 public:
     // threads: decoding threads; 0 for as many as the machine has cores.
@@ -25,9 +27,9 @@ public:
     // Progress of the running read, from any thread.
     std::int64_t bytesRead() const { return m_bytesRead.load(std::memory_order_relaxed); }
     std::int64_t totalBytes() const { return m_totalBytes.load(std::memory_order_relaxed); }
-    // Of the last read: Sysmon records handed on, and damaged records left out.
+    // Of the last read: Sysmon records handed on, and what was left out or is doubtful.
     std::int64_t recordsRead() const { return m_recordsRead; }
-    std::int64_t recordsSkipped() const { return m_recordsSkipped; }
+    const ReadLosses& losses() const { return m_losses; }
     // Thread-safe; the running read ends after the chunk being handed on. Cleared when a read returns.
     void requestStop() { m_stopRequested.store(true, std::memory_order_relaxed); }
 
@@ -39,7 +41,7 @@ private:
     std::atomic<std::int64_t> m_bytesRead{0};
     std::atomic<std::int64_t> m_totalBytes{0};
     std::int64_t m_recordsRead = 0;
-    std::int64_t m_recordsSkipped = 0;
+    ReadLosses m_losses;
     std::atomic<bool> m_stopRequested{false};
 };
 

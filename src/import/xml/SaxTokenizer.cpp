@@ -1,5 +1,6 @@
 #include "import/xml/SaxTokenizer.h"
 
+#include "import/Utf8.h"
 #include "import/xml/Utf8Window.h"
 
 #include <algorithm>
@@ -74,27 +75,6 @@ Prefix matchPrefix(const char* p, const char* end, std::string_view what) {
     if (std::string_view(p, available) != what.substr(0, available))
         return Prefix::Mismatch;
     return available == what.size() ? Prefix::Match : Prefix::Partial;
-}
-
-void appendUtf8(std::string& out, char32_t cp) {
-    char bytes[4];
-    if (cp < 0x80) {
-        out.push_back(static_cast<char>(cp));
-        return;
-    }
-    std::size_t n = 0;
-    if (cp < 0x800) {
-        bytes[n++] = static_cast<char>(0xC0 | (cp >> 6));
-    } else if (cp < 0x10000) {
-        bytes[n++] = static_cast<char>(0xE0 | (cp >> 12));
-        bytes[n++] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    } else {
-        bytes[n++] = static_cast<char>(0xF0 | (cp >> 18));
-        bytes[n++] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-        bytes[n++] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    }
-    bytes[n++] = static_cast<char>(0x80 | (cp & 0x3F));
-    out.append(bytes, n);
 }
 
 // Appends what the reference between '&' and ';' stands for; false for one it does not know.

@@ -1,5 +1,7 @@
 #include "import/xml/TextDecoder.h"
 
+#include "import/Utf8.h"
+
 #include <algorithm>
 #include <bit>
 #include <cstdint>
@@ -13,21 +15,7 @@ namespace {
 constexpr char32_t Replacement = 0xFFFD;
 
 inline void putUtf8(char*& out, char32_t cp) {
-    if (cp < 0x80) {
-        *out++ = static_cast<char>(cp);
-    } else if (cp < 0x800) {
-        *out++ = static_cast<char>(0xC0 | (cp >> 6));
-        *out++ = static_cast<char>(0x80 | (cp & 0x3F));
-    } else if (cp < 0x10000) {
-        *out++ = static_cast<char>(0xE0 | (cp >> 12));
-        *out++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-        *out++ = static_cast<char>(0x80 | (cp & 0x3F));
-    } else {
-        *out++ = static_cast<char>(0xF0 | (cp >> 18));
-        *out++ = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-        *out++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-        *out++ = static_cast<char>(0x80 | (cp & 0x3F));
-    }
+    out = encodeUtf8(cp, out);
 }
 
 // Checks the multi-byte sequence at p: its length when complete and well-formed, else minus the length of its

@@ -17,17 +17,19 @@ using ui::MessageService;
 
 namespace {
 
-// Runs an export; a cancelled one says so. Its other failures travel on to the handler's guard, which
-// shows them; by then the partial file is gone.
-template <typename Work> void run(QWidget* owner, const QString& fileName, const QString& unit, Work work) {
+// Runs an export and gives whether the file was written; a cancelled one says so. Its other failures
+// travel on to the handler's guard, which shows them; by then the partial file is gone.
+template <typename Work> bool run(QWidget* owner, const QString& fileName, const QString& unit, Work work) {
     TExportProgressDialog progress(owner, fileName, unit);
     try {
         work(progress.progress());
+        return true;
     } catch (const ExportCancelled&) {
         progress.close();
         MessageService::message(
             owner,
             QString("The export was cancelled; %1 was not written.").arg(QFileInfo(fileName).fileName()));
+        return false;
     }
 }
 
@@ -55,36 +57,38 @@ MessageService::SaveDialog pdfSaveDialog() {
     return {"Export to PDF", "PDF Files (*.PDF)", "*.PDF", true};
 }
 
-void exportDiagramToBitmap(QWidget* owner, ui::TNodeDiagram& diagram, bool hasContent,
-                           const MessageService::SaveDialog& dialog) {
+QString exportDiagramToBitmap(QWidget* owner, ui::TNodeDiagram& diagram, bool hasContent,
+                              const MessageService::SaveDialog& dialog, const QString& suggestion) {
     if (!hasContent) {
         MessageService::message(owner, "No content to export!");
-        return;
+        return {};
     }
     // A drawing no bitmap can hold is told before the user picks a name for it.
     const QSize size = diagram.drawingSize();
     if (const auto problem = BmpStreamWriter::sizeProblem(size.width(), size.height())) {
         MessageService::message(owner, *problem);
-        return;
+        return {};
     }
-    const QString fileName = MessageService::saveFileName(owner, dialog);
+    const QString fileName = MessageService::saveFileName(owner, dialog, suggestion);
     if (fileName.isEmpty())
-        return;
-    run(owner, fileName, "lines",
-        [&](const ExportProgress& progress) { writeDiagramToBitmap(fileName, diagram, progress); });
+        return {};
+    const bool written = run(owner, fileName, "lines", [&](const ExportProgress& progress) {
+        writeDiagramToBitmap(fileName, diagram, progress);
+    });
+    return written ? fileName : QString();
 }
 
-void exportGrid(QWidget* owner, GridFormat format, const GridDescription& grid, sql::Database* db,
-                const MessageService::SaveDialog& dialog) {
-    const QString chosen = MessageService::saveFileName(owner, dialog);
+QString exportGrid(QWidget* owner, GridFormat format, const GridDescription& grid, sql::Database* db,
+                   const MessageService::SaveDialog& dialog, const QString& suggestion) {
+    const QString chosen = MessageService::saveFileName(owner, dialog, suggestion);
     if (chosen.isEmpty())
-        return;
+        return {};
     const QString fileName = withForcedExtension(chosen, format == GridFormat::Html ? "html" : "xlsx");
     // The dialog asked about the name as typed; the file written is another one.
     if (fileName != chosen && QFileInfo::exists(fileName) &&
         !MessageService::confirmOverwrite(owner, fileName))
-        return;
-    run(owner, fileName, "rows", [&](const ExportProgress& progress) {
+        return {};
+    const bool written = run(owner, fileName, "rows", [&](const ExportProgress& progress) {
         if (format == GridFormat::Html) {
             HtmlGridWriter writer(fileName);
             writeRows(db, grid, writer, progress);
@@ -93,25 +97,27 @@ void exportGrid(QWidget* owner, GridFormat format, const GridDescription& grid, 
             writeRows(db, grid, writer, progress);
         }
     });
+    return written ? fileName : QString();
 }
 
-void exportGridReport(QWidget* owner, const GridDescription& grid, sql::Database* db, const QString& heading,
-                      const MessageService::SaveDialog& dialog, const std::optional<ReportPicture>& picture) {
-    const QString fileName = MessageService::saveFileName(owner, dialog);
+QString exportGridReport(QWidget* owner, const GridDescription& grid, sql::Database* db,
+                         const QString& heading, const MessageService::SaveDialog& dialog,
+                         const std::optional<ReportPicture>& picture, const QString& suggestion) {
+    const QString fileName = MessageService::saveFileName(owner, dialog, suggestion);
     if (fileName.isEmpty())
-        return;
-    bool written = false;
-    run(owner, fileName, "rows", [&](const ExportProgress& progress) {
+        return {};
+    const bool written = run(owner, fileName, "rows", [&](const ExportProgress& progress) {
         PdfReport report(fileName, PdfReport::documentTitleNow());
         if (picture)
             report.addPicturePage(picture->heading, picture->size, picture->paint);
         PdfGridWriter writer(report, heading);
         writeRows(db, grid, writer, progress);
         report.finish();
-        written = true;
     });
-    if (written)
-        MessageService::openDocument(owner, fileName);
+    if (!written)
+        return {};
+    MessageService::openDocument(owner, fileName);
+    return fileName;
 }
 
 } // namespace kelvane::output

@@ -57,7 +57,8 @@ private:
 
 // The grid as a table report under a heading on the first page: the header row on every page, rows in
 // display order, group rows as headings. Columns are sized by their captions and the first rows, and
-// the whole shrunk to the page's width when wider. A page's rows are held until it is drawn, no more.
+// the whole shrunk to the page's width when wider. A value longer than its column wraps within it, the
+// row growing taller, so that every value stands whole. A page's rows are held until it is drawn.
 class PdfGridWriter : public GridSink {
 public:
     PdfGridWriter(PdfReport& report, const QString& heading);
@@ -68,15 +69,6 @@ public:
     void finish() override;
 
 private:
-    struct Line {
-        QStringList cells;
-        std::vector<bool> right; // numbers stand right-aligned
-        int groupLevel = -1;     // a group's heading when not negative
-    };
-    void add(Line line);
-    void layOut();
-    void drawPage();
-    int rowsOnThisPage() const;
     // A font as the cells use it: its glyphs are looked up directly, which for the usual Latin texts of
     // a grid costs a fraction of full text shaping; texts with characters it lacks go the long way.
     struct Face {
@@ -87,10 +79,32 @@ private:
         quint32 ellipsis = 0;
         qreal ellipsisWidth = 0;
     };
+    // One line of a cell's text: its glyphs with their advances, or, for a text the raw font can't
+    // show, the text itself.
+    struct TextLine {
+        QList<quint32> glyphs;
+        QList<QPointF> advances;
+        qreal width = 0;
+        QString text;
+    };
+    struct Line {
+        QStringList cells;
+        std::vector<bool> right;                    // numbers stand right-aligned
+        int groupLevel = -1;                        // a group's heading when not negative
+        std::vector<std::vector<TextLine>> wrapped; // per cell, once the columns are known
+        qreal height = 0;
+    };
+    void add(Line line);
+    void measure(Line& line) const;
+    std::vector<TextLine> wrap(const QString& text, qreal room, const Face& face) const;
+    void layOut();
+    void drawPage();
+    qreal pageRoom() const;
     Face face(const QFont& font) const;
     static qreal advance(const Face& face, const QString& text);
     void flushRun();
     void drawCell(const QString& text, qreal x, qreal y, qreal width, bool right, const Face& face);
+    void drawText(const TextLine& line, qreal x, qreal baseline, qreal width, bool right, const Face& face);
 
     PdfReport& m_report;
     QString m_heading;
@@ -100,6 +114,7 @@ private:
     std::vector<qreal> m_widths; // column widths in device units, before scaling
     qreal m_scale = 1;
     qreal m_rowHeight = 0;
+    qreal m_lineHeight = 0; // each further line of a wrapped row
     qreal m_headingHeight = 0;
     qreal m_padding = 0;
     Face m_plain;
@@ -108,10 +123,10 @@ private:
     QList<quint32> m_runGlyphs;
     QList<QPointF> m_runPositions;
     const Face* m_runFace = nullptr;
-    int m_rowsPerPage = 0;
     bool m_laidOut = false;
     bool m_headingDrawn = false;
     std::vector<Line> m_pending;
+    qreal m_pendingHeight = 0;
 };
 
 } // namespace kelvane::output

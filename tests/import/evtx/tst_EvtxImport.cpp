@@ -20,8 +20,10 @@ struct Item {
     QString text; // as a Windows export writes it
 };
 
-// A day of one machine in a few events of the busiest kinds, with the value types Sysmon gives them.
-void sysmonDay(EvtxLogBuilder& evtx, SysmonLogBuilder& xml) {
+// A day of one machine in a few events of the busiest kinds, with the value types Sysmon gives them. The
+// event at leftOut is written to the .evtx file only.
+void sysmonDay(EvtxLogBuilder& evtx, SysmonLogBuilder& xml, int leftOut = -1) {
+    int index = 0;
     const auto add = [&](int id, const QList<Item>& items) {
         EvtxLogBuilder::Items e;
         SysmonLogBuilder::Items x;
@@ -30,7 +32,8 @@ void sysmonDay(EvtxLogBuilder& evtx, SysmonLogBuilder& xml) {
             x << qMakePair(item.name, item.text);
         }
         evtx.event(id, e, "PC01.example.corp");
-        xml.event(id, x, "PC01.example.corp");
+        if (index++ != leftOut)
+            xml.event(id, x, "PC01.example.corp");
     };
     const auto s = [](const QString& name, const QString& text) { return Item{name, V::string(text), text}; };
     const Item guid{"ProcessGuid", V::guid("{365ABB72-D695-5C67-0000-00103C3E0100}"),
@@ -99,7 +102,8 @@ QStringList dump(TMainDataModule& data) {
     for (; !tables.eof(); tables.next())
         names << tables.text(0);
     for (const QString& table : names) {
-        TQuery rows("rows", ("SELECT * FROM \"" + table + "\" ORDER BY rowid").toStdString());
+        const QString order = table == "ExtraItems" ? " ORDER BY FID, Seq" : " ORDER BY rowid";
+        TQuery rows("rows", ("SELECT * FROM \"" + table + "\"" + order).toStdString());
         rows.open(data.connection());
         for (; !rows.eof(); rows.next()) {
             QStringList cells{table};
@@ -157,20 +161,43 @@ private slots:
         QCOMPARE(fromEvtx.rows, fromXml.rows);
     }
 
-    void skippedRecordsAreReported() {
+    // A record that cannot be read whole is left out, and the events around it are stored exactly as if it
+    // had never been there.
+    void damagedRecordLeavesNoTrace() {
         EvtxLogBuilder evtx;
         SysmonLogBuilder xml;
-        sysmonDay(evtx, xml);
+        sysmonDay(evtx, xml, 2);
         QByteArray bytes = evtx.bytes();
-        bytes[evtx.recordOffsets()[2] + 4] = '\x07'; // a record length that is no record's
-        const QString path = m_dir.filePath("damaged.evtx");
-        QFile file(path);
+        // The third event is the first process access: its EventData template is defined inside it. Its
+        // element name is made to point at another name, so its items would never be closed.
+        const auto nameStruct = [&](const char* name) {
+            QByteArray chars(1, char(qstrlen(name)));
+            chars.append('\0');
+            for (const char* c = name; *c; ++c)
+                chars.append(*c).append('\0');
+            return quint32(bytes.indexOf(chars, evtx.recordOffsets()[0]) - 6 - evtx.chunkOffsets()[0]);
+        };
+        const quint32 eventData = nameStruct("EventData");
+        const quint32 system = nameStruct("System");
+        const qint64 at =
+            bytes.indexOf(QByteArray(reinterpret_cast<const char*>(&eventData), 4), evtx.recordOffsets()[2]);
+        QVERIFY(at > 0 && at < evtx.recordOffsets()[3]);
+        bytes.replace(at, 4, QByteArray(reinterpret_cast<const char*>(&system), 4));
+        const QString evtxPath = m_dir.filePath("damaged.evtx");
+        QFile file(evtxPath);
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(bytes);
         file.close();
-        const Outcome outcome = import(path);
-        QCOMPARE(outcome.result, 1);
-        QCOMPARE(outcome.label, QString("Done! Imported 6 Events\n1 damaged records were skipped"));
+        const QString xmlPath = m_dir.filePath("without.xml");
+        QVERIFY(xml.write(xmlPath));
+
+        const Outcome fromEvtx = import(evtxPath);
+        const Outcome fromXml = import(xmlPath);
+        QCOMPARE(fromEvtx.result, 1);
+        QCOMPARE(fromEvtx.label, QString("Done! Imported 6 Events\n"
+                                         "1 damaged records could not be read and were skipped\n"
+                                         "1 chunks failed their checksum; 6 imported events come from them"));
+        QCOMPARE(fromEvtx.rows, fromXml.rows);
     }
 };
 
