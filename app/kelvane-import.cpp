@@ -100,11 +100,6 @@ int importFromServer(TMainDataModule& data, const QString& url, const QStringLis
     import.ImportData(indexes.join(';'));
     import.waitForEnd();
     eventsCount = import.FEventsCount();
-    // On the error stream, so that the output stays the dialog's texts.
-    for (const QString& skipped : import.skippedRuleFiles())
-        std::fprintf(stderr, "Rule skipped: %s\n", qPrintable(skipped));
-    if (!import.detectionSummary().isEmpty())
-        std::fprintf(stderr, "%s\n", qPrintable(import.detectionSummary()));
     return finish(import.report(), data.databasePath());
 }
 

@@ -2,52 +2,52 @@
 
 #include "import/EventRecord.h"
 #include "store/EventCatalogue.h"
+#include "store/EventItems.h"
 #include "store/Schema.h"
 #include "store/Sqlite.h"
 
 #include <string>
-#include <vector>
 
 namespace kelvane::detect {
+
+namespace {
+
+bool isBoolean(const TableDef* table, std::string_view name) {
+    if (!table)
+        return false;
+    for (const FieldDef& field : table->fields)
+        if (name == field.name)
+            return field.kind == FieldKind::Boolean;
+    return false;
+}
+
+} // namespace
 
 std::int64_t forEachStoredEvent(
     sql::Database& db,
     const std::function<void(int, const EventRecord&, std::string_view, std::int64_t)>& visit) {
     std::int64_t count = 0;
     EventRecord items;
-    for (const EventTypeInfo& type : catalogue::types()) {
-        const TableDef* table = schema::table(type.table);
-        if (!table)
-            continue;
-        std::vector<const FieldDef*> columns;
-        std::string sql = "SELECT t.FID, a.Computer";
-        for (const FieldDef& field : table->fields) {
-            if (std::string_view(field.name) == "FID")
-                continue;
-            columns.push_back(&field);
-            sql += ", t.\"";
-            sql += field.name;
-            sql += '"';
+    std::string computer;
+    auto computerOf = db.prepare("SELECT Computer FROM AllEvents WHERE GID = ?");
+    // The columns' items and the extra items no column takes, as the import read them.
+    forEachEventItems(db, [&](const EventItems& event) {
+        const EventTypeInfo* type = catalogue::find(event.eventId);
+        const TableDef* table = type ? schema::table(type->table) : nullptr;
+        items.clear();
+        for (const auto& [name, value] : event.items) {
+            // Truth values are stored as numbers; Sysmon writes them as words.
+            if (isBoolean(table, name))
+                items.add(name, value == "0" ? "false" : "true");
+            else
+                items.add(name, value);
         }
-        sql += " FROM \"";
-        sql += table->name;
-        sql += "\" t LEFT JOIN AllEvents a ON a.GID = t.FID ORDER BY t.FID";
-        auto stmt = db.prepare(sql);
-        while (stmt.step()) {
-            items.clear();
-            for (std::size_t i = 0; i < columns.size(); ++i) {
-                const int col = static_cast<int>(i) + 2;
-                if (stmt.isNull(col))
-                    continue;
-                if (columns[i]->kind == FieldKind::Boolean)
-                    items.add(columns[i]->name, stmt.columnInt64(col) ? "true" : "false");
-                else
-                    items.add(columns[i]->name, stmt.columnText(col));
-            }
-            visit(type.id, items, stmt.columnText(1), stmt.columnInt64(0));
-            ++count;
-        }
-    }
+        computerOf.reset();
+        computerOf.bind(1, event.gid);
+        computer.assign(computerOf.step() ? computerOf.columnText(0) : std::string_view());
+        visit(event.eventId, items, computer, event.gid);
+        ++count;
+    });
     return count;
 }
 

@@ -13,9 +13,9 @@ class Database;
 
 namespace kelvane::detect {
 
-// Rebuilds the items of every stored event from its type table, whose columns are named after the Sysmon
-// items (truth values read "true"/"false" as Sysmon writes them), plus the computer from AllEvents. Calls
-// visit once per event, table by table. Returns the number of events visited.
+// Rebuilds the items of every stored event, in import order: its type table's columns (named after the Sysmon
+// items; truth values read "true"/"false" as Sysmon writes them) and the extra items no column takes, plus
+// the computer from AllEvents. Returns the number of events visited.
 std::int64_t
 forEachStoredEvent(sql::Database& db,
                    const std::function<void(int eventId, const EventRecord& items, std::string_view computer,

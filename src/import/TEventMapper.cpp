@@ -207,6 +207,7 @@ std::int64_t TEventMapper::writeRows(EventState& state) {
         targets.setText("TargetObject", row.text("TargetObject"));
         targets.post();
     }
+    return gid;
 }
 
 void TEventMapper::writeExtraItems(const TypePlan& plan, std::int64_t gid) {
@@ -224,7 +225,6 @@ void TEventMapper::writeExtraItems(const TypePlan& plan, std::int64_t gid) {
         extras.setText(m_extraValue, value);
         extras.post();
     }
-    return gid;
 }
 
 void TEventMapper::writeTypeRow(const TypePlan& plan, std::int64_t gid, std::string_view description) {

@@ -184,7 +184,7 @@ void TMainForm::DetectionRuleSelected(const QString& ruleId) {
 void TMainForm::DetectionEventDblClick(int row) {
     const QTableWidgetItem* gid = DetectionEvents->item(row, 0);
     if (gid)
-        openDetailFormByType(this, gid->data(Qt::UserRole).toInt(), gid->text().toLongLong());
+        openDetailFormByType(this, m_data, gid->data(Qt::UserRole).toInt(), gid->text().toLongLong());
 }
 
 } // namespace kelvane

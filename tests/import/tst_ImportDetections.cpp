@@ -122,7 +122,7 @@ private slots:
         QCOMPARE(rulesOfFirst.front().title, QString("Known hash"));
     }
 
-    // Evaluating the stored events again finds what the columns keep (not the item no column takes).
+    // Evaluating the stored events again finds what the import found: the columns' items and the extra ones.
     void storedEventsAgain() {
         const QString db = m_dir.filePath("b.db");
         importInto(db, false);
@@ -138,7 +138,8 @@ private slots:
             std::int64_t(4));
         detections.store(data.connection());
         data.CloseDatabase();
-        QCOMPARE(lines(db), (QStringList{"1 r-hash critical", "1 r-whoami high", "3 r-smb medium"}));
+        QCOMPARE(lines(db), (QStringList{"1 r-hash critical", "1 r-whoami high", "1 r-extra low",
+                                         "3 r-smb medium", "4 r-extra low"}));
     }
 
     // An import without rules leaves no matches of an earlier import in the database.
@@ -168,7 +169,9 @@ private slots:
         QVERIFY(query.waitForFinished(60000));
         QCOMPARE(
             QString::fromUtf8(query.readAllStandardOutput()),
-            QString("1\tr-hash\tcritical\tKnown hash\n1\tr-whoami\thigh\tWhoami\n3\tr-smb\tmedium\tSMB\n"));
+            QString(
+                "1\tr-hash\tcritical\tKnown hash\n1\tr-whoami\thigh\tWhoami\n1\tr-extra\tlow\tExtra item\n"
+                "3\tr-smb\tmedium\tSMB\n4\tr-extra\tlow\tExtra item\n"));
     }
 };
 

@@ -155,12 +155,12 @@ private slots:
 
     // The detail sheet lists the rules its event fired.
     void detailSheet() {
-        QWidget* sheet = openDetailFormByType(m_window.form.get(), 1, 1);
+        QWidget* sheet = openDetailFormByType(m_window.form.get(), *m_window.data, 1, 1);
         QVERIFY(sheet);
         auto* label = sheet->findChild<QLabel*>("LabelDetections");
         QVERIFY(label && !label->isHidden());
         QVERIFY(label->text().contains("Whoami") && label->text().contains("attack.t1033"));
-        QWidget* quiet = openDetailFormByType(m_window.form.get(), 1, 2);
+        QWidget* quiet = openDetailFormByType(m_window.form.get(), *m_window.data, 1, 2);
         QVERIFY(quiet->findChild<QLabel*>("LabelDetections")->isHidden());
     }
 };

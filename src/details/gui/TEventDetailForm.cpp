@@ -213,7 +213,7 @@ void TEventDetailForm::SetQueryParams(const QString& TableName, qint64 GID) {
 }
 
 void TEventDetailForm::showDetections(qint64 gid) {
-    const auto rules = detections::rulesOfEvent(MainDataModule->connection(), gid);
+    const auto rules = detections::rulesOfEvent(m_data->connection(), gid);
     QString text;
     for (const detections::RuleDetails& rule : rules)
         text += QString("<p><b><font color=\"%1\">%2</font></b> %3<br>%4<br><i>%5</i></p>")
