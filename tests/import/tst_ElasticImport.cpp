@@ -265,8 +265,6 @@ private slots:
         QTest::addColumn<Flavour>("flavour");
         QTest::newRow("winlogbeat 6, Elasticsearch 6 scroll")
             << Shape::Winlogbeat6 << Flavour::Elasticsearch6;
-        QTest::newRow("winlogbeat 6, point in time") << Shape::Winlogbeat6 << Flavour::Elasticsearch8;
-        QTest::newRow("winlogbeat 7 module, point in time") << Shape::Winlogbeat7 << Flavour::Elasticsearch8;
         QTest::newRow("winlogbeat 7 module, OpenSearch posing as 7.10")
             << Shape::Winlogbeat7 << Flavour::OpenSearchCompat;
         QTest::newRow("agent, OpenSearch 2 falls back to scroll") << Shape::Agent << Flavour::OpenSearch2;
@@ -279,7 +277,7 @@ private slots:
         importXml(events);
         const auto expected = contents();
 
-        ElasticTestServer server({flavour});
+        ElasticTestServer server({.flavour = flavour});
         // Other channels share the index, as winlogbeat ships every log it reads.
         server.addDocuments("sysmon-1", documents(shape, events) +
                                             QList<QByteArray>{elasticdocs::otherChannel(shape, 1),
@@ -320,7 +318,7 @@ private slots:
         for (const QByteArray& line : file.readAll().split('\n'))
             if (!line.trimmed().isEmpty())
                 sources << line;
-        ElasticTestServer server({flavour});
+        ElasticTestServer server({.flavour = flavour});
         server.addDocuments("winlogbeat-1", sources);
         importFrom(server, "winlogbeat-1");
         QCOMPARE(label(), QString("Done! Imported %1 Events").arg(sources.size()));
@@ -348,7 +346,7 @@ private slots:
         for (auto& [name, value] : command)
             if (name == "CommandLine")
                 value = "cmd /c \"a\"\r\nnext";
-        ElasticTestServer server({Flavour::Elasticsearch8});
+        ElasticTestServer server({.flavour = Flavour::Elasticsearch8});
         server.addDocuments("s", {elasticdocs::document(Shape::Winlogbeat6, 14, rename),
                                   elasticdocs::document(Shape::Winlogbeat6, 8, thread),
                                   elasticdocs::document(Shape::Winlogbeat6, 21, binding),
@@ -415,7 +413,7 @@ private slots:
         QFETCH(QStringList, computers);
         QFETCH(QString, tables);
         QFETCH(QStringList, expected);
-        ElasticTestServer server({Flavour::Elasticsearch8});
+        ElasticTestServer server({.flavour = Flavour::Elasticsearch8});
         for (int i = 0; i < computers.size(); ++i)
             server.addDocuments("s", {elasticdocs::document(Shape::Winlogbeat6, 5,
                                                             {{"RuleName", "-"},
@@ -443,7 +441,7 @@ private slots:
         QFETCH(QList<int>, ids);
         QFETCH(bool, otherChannel);
         QFETCH(int, counted);
-        ElasticTestServer server({Flavour::Elasticsearch8});
+        ElasticTestServer server({.flavour = Flavour::Elasticsearch8});
         QList<QByteArray> sources;
         for (const int id : ids)
             sources << (otherChannel ? elasticdocs::otherChannel(Shape::Winlogbeat7, id)
@@ -523,7 +521,7 @@ private slots:
     }
 
     void noUserSendsNoCredentials() {
-        ElasticTestServer server({Flavour::Elasticsearch8});
+        ElasticTestServer server({.flavour = Flavour::Elasticsearch8});
         ElasticConnectionParams params;
         // A port in the address stands before the port field's.
         params.add("127.0.0.1:" + QString::number(server.port()), "9200", "", "");
@@ -558,7 +556,7 @@ private slots:
     void catalogue() {
         QFETCH(Flavour, flavour);
         QFETCH(QStringList, expected);
-        ElasticTestServer server({flavour});
+        ElasticTestServer server({.flavour = flavour});
         const QList<QByteArray> none{elasticdocs::otherChannel(Shape::Winlogbeat6, 1)};
         server.addDocuments("winlogbeat-6.8.23-2021.03.04", none);
         server.addDocuments("winlogbeat-6.8.23-2021.03.05", none);
