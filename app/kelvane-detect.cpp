@@ -48,6 +48,10 @@ int main(int argc, char* argv[]) {
     TMainDataModule data;
     try {
         openKelvaneDatabase(data, parser.value(dbOption));
+        // The check opens for reading; the detections are written.
+        data.CloseDatabase();
+        data.setReadOnly(false);
+        data.OpenDatabase();
     } catch (const std::exception& e) {
         std::fprintf(stderr, "kelvane-detect: %s\n", e.what());
         return 2;
