@@ -107,13 +107,21 @@ int importFromServer(TMainDataModule& data, const QString& url, const QStringLis
     return finish(import.report(), data.databasePath());
 }
 
+// Which Sigma rules the import evaluates: the bundled ones unless --no-rules, and every --rules folder.
+struct RuleChoice {
+    bool bundled = true;
+    QStringList folders;
+};
+
 // The import of logs (one, or several into one case), with a line per file as it is done.
 int importFromLogs(TMainDataModule& data, const QStringList& files, bool append, const QString& key,
-                   bool consent, bool geolocate, const QString& ipstackHost, qint64& eventsCount) {
+                   bool consent, bool geolocate, const QString& ipstackHost, const RuleChoice& rules,
+                   qint64& eventsCount) {
     TImportController import(data, key, consent, ipstackHost);
     import.FileNames = files;
     import.setAppend(append);
     import.setPerformIPGeoMapping(geolocate);
+    import.setDetections(rules.bundled || !rules.folders.isEmpty(), rules.bundled, rules.folders);
     try {
         data.OpenDatabase();
         import.ButtonImportClick();
@@ -139,6 +147,11 @@ int importFromLogs(TMainDataModule& data, const QStringList& files, bool append,
     if (several)
         printLines();
     eventsCount = import.FEventsCount();
+    // On the error stream, so that the output stays the dialog's texts.
+    for (const QString& skipped : import.skippedRuleFiles())
+        std::fprintf(stderr, "Rule skipped: %s\n", qPrintable(skipped));
+    if (!import.detectionSummary().isEmpty())
+        std::fprintf(stderr, "%s\n", qPrintable(import.detectionSummary()));
     return finish(import.report(), data.databasePath());
 }
 
@@ -172,8 +185,10 @@ int main(int argc, char* argv[]) {
     const QCommandLineOption userOption("user", "The user for basic authentication.", "USER");
     const QCommandLineOption fingerprintOption(
         "fingerprint", "Trust the server certificate with this SHA-256 fingerprint (repeatable).", "SHA256");
+    const QCommandLineOption noRulesOption("no-rules", "Do not evaluate the bundled Sigma rules.");
+    const QCommandLineOption rulesOption("rules", "Evaluate the Sigma rules in DIR too (repeatable).", "DIR");
     parser.addOptions({dbOption, forceOption, geoOption, hostOption, elasticOption, indexOption, userOption,
-                       fingerprintOption});
+                       fingerprintOption, noRulesOption, rulesOption});
     const QCommandLineOption appendOption(
         "append", "Add the logs' events to those of the existing database PATH (an event it holds already, "
                   "by computer, record id and time, is counted and not stored twice).");
@@ -183,6 +198,7 @@ int main(int argc, char* argv[]) {
                                  "folders searched through for .evtx and .xml files.",
                                  "LOG [LOG...]");
     commandLine.process(app);
+    const RuleChoice rules{!parser.isSet(noRulesOption), parser.values(rulesOption)};
 
     const QStringList files = parser.positionalArguments();
     const bool fromServer = parser.isSet(elasticOption);
@@ -244,7 +260,7 @@ int main(int argc, char* argv[]) {
         data.setDatabasePath(dbPath);
         qint64 eventsCount = 0;
         return importFromLogs(data, logs, true, key, consent, parser.isSet(geoOption),
-                              parser.value(hostOption), eventsCount);
+                              parser.value(hostOption), rules, eventsCount);
     }
     DatabaseTarget target(dbPath);
     if (!target.valid()) {
@@ -262,7 +278,7 @@ int main(int argc, char* argv[]) {
                                    parser.value(userOption), parser.values(fingerprintOption), key, consent,
                                    parser.isSet(geoOption), parser.value(hostOption), eventsCount)
                 : importFromLogs(data, logs, false, key, consent, parser.isSet(geoOption),
-                                 parser.value(hostOption), eventsCount);
+                                 parser.value(hostOption), rules, eventsCount);
     }
     // Rows stored before a failure stay, as in the window; a failure before the first event leaves nothing.
     if (!target.finish(exitCode == 0 || eventsCount > 0)) {

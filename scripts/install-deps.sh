@@ -4,7 +4,7 @@
 set -euo pipefail
 packages=(build-essential cmake ninja-build pkg-config qt6-base-dev qt6-base-dev-tools qt6-svg-dev
           libgl-dev libsqlite3-dev libsimdjson-dev zlib1g-dev libxlsxwriter-dev qtkeychain-qt6-dev poppler-utils
-          unzip sqlite3 desktop-file-utils appstream dpkg-dev file "$@")
+          unzip sqlite3 desktop-file-utils appstream dpkg-dev file libyaml-cpp-dev libre2-dev libvectorscan-dev "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

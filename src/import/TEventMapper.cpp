@@ -153,7 +153,9 @@ const TEventMapper::TypePlan* TEventMapper::planFor(int id) const {
 void TEventMapper::writeEvent(EventState& state) {
     m_state = &state;
     try {
-        writeRows(state);
+        const std::int64_t gid = writeRows(state);
+        if (gid != 0 && m_observer)
+            m_observer(state, gid);
         state.FEventRecordData.clear();
     } catch (const std::exception& e) {
         m_report.mapperFailed(QString::fromUtf8(e.what()));
@@ -161,10 +163,10 @@ void TEventMapper::writeEvent(EventState& state) {
     m_state = nullptr;
 }
 
-void TEventMapper::writeRows(EventState& state) {
+std::int64_t TEventMapper::writeRows(EventState& state) {
     const TypePlan* plan = planFor(state.FEventIDUnderParsing);
     if (!plan)
-        return;
+        return 0;
     const int id = plan->type->id;
 
     std::string description;
@@ -213,6 +215,7 @@ void TEventMapper::writeRows(EventState& state) {
         targets.setText("TargetObject", row.text("TargetObject"));
         targets.post();
     }
+    return gid;
 }
 
 void TEventMapper::writeExtraItems(const TypePlan& plan, std::int64_t gid) {

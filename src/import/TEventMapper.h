@@ -5,6 +5,7 @@
 #include "store/DateTime.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,6 +45,11 @@ public:
     TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeolocator* geolocator = nullptr,
                  EventSource source = EventSource::XmlLog);
 
+    // Told of every event whose rows were written, with its master row's key (the detections read the
+    // event's items there, before they are cleared).
+    using EventObserver = std::function<void(const EventState& state, std::int64_t gid)>;
+    void setEventObserver(EventObserver observer) { m_observer = std::move(observer); }
+
     // The columns of the row being mapped; set before each event from a server.
     void setResultColumns(const TResultColumns* columns) { m_columns = columns; }
     ~TEventMapper();
@@ -67,7 +73,7 @@ public:
 private:
     struct FieldPlan;
     struct TypePlan;
-    void writeRows(EventState& state);
+    std::int64_t writeRows(EventState& state);
     void writeTypeRow(const TypePlan& plan, std::int64_t gid, std::string_view description);
     // Every item that the type's table has no column for, in the order of the log.
     void writeExtraItems(const TypePlan& plan, std::int64_t gid);
@@ -87,6 +93,7 @@ private:
     TIPGeolocator* m_geo;
     EventSource m_source;
     const TResultColumns* m_columns = nullptr;
+    EventObserver m_observer;
     const EventState* m_state = nullptr;
     TTableDataset* m_master;
     TTableDataset* m_imageExes;

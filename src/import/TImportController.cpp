@@ -1,8 +1,10 @@
 #include "import/TImportController.h"
 
+#include "detect/EventDetections.h"
 #include "import/TIPGeolocator.h"
 #include "import/TImportPipeline.h"
 #include "import/TLogReader.h"
+#include "store/Detections.h"
 #include "store/TMainDataModule.h"
 
 #include "import/CaseEventKeys.h"
@@ -82,9 +84,31 @@ void TImportController::ImportData() {
     startWorker();
 }
 
+void TImportController::setDetections(bool enabled, bool bundled, const QStringList& userFolders) {
+    m_detect = enabled;
+    m_bundledRules = bundled;
+    m_ruleFolders = userFolders;
+}
+
 void TImportController::ImportWorker() {
     std::int64_t events = 0;
     ReadLosses losses;
+    std::unique_ptr<detect::EventDetections> detections;
+    if (m_detect) {
+        std::vector<std::string> folders;
+        for (const QString& folder : m_ruleFolders)
+            folders.push_back(folder.toStdString());
+        try {
+            detections = std::make_unique<detect::EventDetections>(
+                detect::loadRules(folders, m_bundledRules, m_matcher));
+        } catch (const std::exception& e) {
+            // The events are imported all the same; only the rules are missing.
+            m_detectionSummary = QString("Detections not run: %1").arg(QString::fromUtf8(e.what()));
+        }
+    }
+    m_detections = detections.get();
+    // A case that takes more logs keeps the matches of its earlier events.
+    const bool appending = lastMasterKey(m_data.connection()) > 0;
     runInBatches([&](const std::function<void(std::int64_t)>& afterEvent) {
         CaseEventKeys keys;
         keys.load(m_data.connection());
@@ -113,7 +137,18 @@ void TImportController::ImportWorker() {
             }
             losses += m_reader->losses();
         }
+        if (detections)
+            detections->store(m_data.connection(), appending);
+        else if (!appending)
+            detections::drop(m_data.connection());
     });
+    m_detections = nullptr;
+    if (detections) {
+        m_detectionSummary = QString::fromStdString(detections->summary());
+        m_ruleEvaluations = detections->matcher().ruleEvaluations();
+        for (const detect::SkippedRule& skipped : detections->skipped())
+            m_skippedRuleFiles << QString::fromStdString(skipped.file + ": " + skipped.reason);
+    }
     m_report.setReadLosses(losses);
     m_eventsCount.store(events);
 }
@@ -127,6 +162,9 @@ void TImportController::importFile(const QString& path, CaseEventKeys& keys, std
     file.sha256 = casefiles::sha256(path);
     const std::int64_t keyBefore = lastMasterKey(db);
     TImportPipeline pipeline(m_data, *m_reader, m_report, m_geolocator.get());
+    if (m_detections)
+        pipeline.setEventObserver(
+            [this](const EventState& state, std::int64_t gid) { m_detections->evaluate(state, gid); });
     pipeline.setDuplicateTest([&keys](const EventState& event, const std::string& recordId) {
         return keys.isDuplicate(event, recordId);
     });

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "detect/PatternSet.h"
 #include "import/TImportTask.h"
 
 #include <QString>
-
 #include <QStringList>
 
 #include <atomic>
@@ -14,6 +14,9 @@
 
 namespace kelvane {
 
+namespace detect {
+class EventDetections;
+}
 class CaseEventKeys;
 class TLogReader;
 
@@ -48,6 +51,18 @@ public:
     // Share of the file read so far, 0..1, readable while the worker runs.
     double progress() const;
 
+    // Sigma rules evaluated on every event as it is imported: the bundled ones (unless bundled is false) and
+    // those in the user's folders. Off until set.
+    void setDetections(bool enabled, bool bundled = true, const QStringList& userFolders = {});
+    // The multi-pattern matcher behind the rules (the benchmark compares the two).
+    void setDetectionMatcher(detect::MatcherBackend backend) { m_matcher = backend; }
+    // Rules that applied to the events imported (one per rule and event of its log source).
+    std::uint64_t ruleEvaluations() const { return m_ruleEvaluations; }
+    // After the end: what the rules did (or why they did not run), and the rule files that were skipped
+    // ("file: reason").
+    QString detectionSummary() const { return m_detectionSummary; }
+    QStringList skippedRuleFiles() const { return m_skippedRuleFiles; }
+
 private:
     void ImportWorker() override;
     QStringList files() const { return FileNames.isEmpty() ? QStringList{FileName} : FileNames; }
@@ -60,6 +75,15 @@ private:
     std::atomic<int> m_currentFile{0};
 
     std::unique_ptr<TLogReader> m_reader;
+    bool m_detect = false;
+    bool m_bundledRules = true;
+    detect::MatcherBackend m_matcher = detect::MatcherBackend::Vectorscan;
+    std::uint64_t m_ruleEvaluations = 0;
+    QStringList m_ruleFolders;
+    QString m_detectionSummary;
+    QStringList m_skippedRuleFiles;
+    // The rules of the running import, seen by each file's pipeline.
+    detect::EventDetections* m_detections = nullptr;
 };
 
 } // namespace kelvane

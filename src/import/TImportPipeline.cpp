@@ -190,6 +190,7 @@ bool TImportPipeline::run(const std::string& path, const std::function<void(std:
     runProducer(
         [&](TDatasetSource& datasets, const std::function<void()>& endEvent) {
             TEventMapper mapper(datasets, m_report, m_geolocator);
+            mapper.setEventObserver(m_observer);
             TSysmonEventReader events(mapper, m_report);
             events.setAfterEvent(endEvent);
             if (m_duplicateTest)

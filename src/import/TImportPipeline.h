@@ -7,6 +7,7 @@
 namespace kelvane {
 
 class ImportReport;
+struct EventState;
 class TDatasetSource;
 class TIPGeolocator;
 class TMainDataModule;
@@ -36,6 +37,11 @@ public:
     void runProducer(const Producer& produce, const std::function<void()>& stop,
                      const std::function<void(std::int64_t events)>& afterEvent);
 
+    // Runs on the reading thread for every event written by run(), with its items and master row's key.
+    void setEventObserver(std::function<void(const EventState&, std::int64_t gid)> observer) {
+        m_observer = std::move(observer);
+    }
+
     // EventID texts seen, the count the dialog reports.
     std::int64_t eventsCount() const { return m_eventsCount; }
 
@@ -57,6 +63,7 @@ private:
     std::int64_t m_eventsCount = 0;
     std::function<bool(const EventState&, const std::string&)> m_duplicateTest;
     std::int64_t m_duplicates = 0;
+    std::function<void(const EventState&, std::int64_t)> m_observer;
 };
 
 } // namespace kelvane

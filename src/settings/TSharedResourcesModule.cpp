@@ -116,6 +116,13 @@ bool TSharedResourcesModule::readFlag(const char* name) const {
     return ok && value != 0;
 }
 
+QStringList TSharedResourcesModule::SigmaRuleFolders() const {
+    return readText("SigmaRuleFolders", QString()).split(';', Qt::SkipEmptyParts);
+}
+void TSharedResourcesModule::setSigmaRuleFolders(const QStringList& folders) {
+    writeText("SigmaRuleFolders", folders.join(';'));
+}
+
 QString TSharedResourcesModule::VirusTotalKey() const {
     return readKey("VTKey");
 }

@@ -39,6 +39,10 @@ public:
     bool IPStackToS() const;
     void setIPStackToS(bool accepted);
 
+    // Folders of the user's own Sigma rules, evaluated on every import beside the bundled ones.
+    QStringList SigmaRuleFolders() const;
+    void setSigmaRuleFolders(const QStringList& folders);
+
     // The databases opened last, newest first (beside the four settings, in a section of its own).
     QStringList RecentDatabases() const;
     void setRecentDatabases(const QStringList& paths);

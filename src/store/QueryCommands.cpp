@@ -4,6 +4,7 @@
 #include "store/CaseFiles.h"
 #include "store/DatabaseCheck.h"
 #include "store/DestinationCountries.h"
+#include "store/Detections.h"
 #include "store/EventItems.h"
 #include "store/ProcessHierarchy.h"
 #include "store/ProcessTreeIndex.h"
@@ -116,6 +117,15 @@ int filesCommand(TMainDataModule& data, const QStringList& args, QTextStream& ou
     return 0;
 }
 
+// Every match of the Sigma rules: GID, rule id, level, title, tab-separated, in GID order.
+int detectionsCommand(TMainDataModule& data, const QStringList& args, QTextStream& out) {
+    if (!args.isEmpty())
+        throw std::runtime_error("detections takes no arguments");
+    for (const detections::MatchLine& line : detections::matches(data.connection()))
+        out << line.gid << '\t' << line.ruleId << '\t' << line.level << '\t' << line.title << '\n';
+    return 0;
+}
+
 } // namespace
 
 const std::map<QString, QueryCommand>& queryCommands() {
@@ -126,6 +136,7 @@ const std::map<QString, QueryCommand>& queryCommands() {
         {"search", {"TERM", &runSearchCommand}},
         {"files", {QString(), filesCommand}},
         {"items", {"[GID...]", &itemsCommand}},
+        {"detections", {QString(), detectionsCommand}},
     };
     return commands;
 }

@@ -1,6 +1,7 @@
 #include "store/TMainDataModule.h"
 
 #include "store/CaseFiles.h"
+#include "store/Detections.h"
 #include "store/Schema.h"
 
 #include <QtGlobal>
@@ -176,9 +177,11 @@ void TMainDataModule::DeleteAll() {
 }
 
 bool TMainDataModule::TablesExist() {
-    // The tables of a case's imported files are not Kelvane's tables: a case counts as a single import.
+    // The tables of a case's imported files and of its detections stand beside the Sysmon tables and
+    // are not counted.
     const int count = GetTableCount();
-    return count - casefiles::objectCount(*m_connection) == schema::kTableCount;
+    return count - casefiles::objectCount(*m_connection) - detections::schemaObjectCount(*m_connection) ==
+           schema::kTableCount;
 }
 
 int TMainDataModule::GetTableCount() {

@@ -63,6 +63,16 @@ int TPagedQueryModel::columnCount(const QModelIndex& parent) const {
 QVariant TPagedQueryModel::data(const QModelIndex& index, int role) const {
     if (!m_query || !checkIndex(index, CheckIndexOption::IndexIsValid))
         return {};
+    if (m_marker && index.column() == 0 && (role == Qt::DecorationRole || role == Qt::ToolTipRole)) {
+        try {
+            const QVariant mark = m_marker(m_query->value(index.row(), 0), role);
+            if (mark.isValid())
+                return mark;
+        } catch (const sql::Error& e) {
+            emit queryFailed(QString::fromStdString(e.what()));
+            return {};
+        }
+    }
     if (role != Qt::DisplayRole && role != Qt::EditRole && role != Qt::ToolTipRole)
         return {};
     try {

@@ -4,6 +4,7 @@
 
 #include <QAbstractTableModel>
 
+#include <functional>
 #include <memory>
 
 namespace kelvane::ui {
@@ -14,6 +15,9 @@ class TPagedQueryModel : public QAbstractTableModel {
     Q_OBJECT
 
 public:
+    // Extra looks of a row by its first cell's value (decoration, tool tip): marks set by the views.
+    using Marker = std::function<QVariant(const QVariant& value, int role)>;
+    void setMarker(Marker marker) { m_marker = std::move(marker); }
     explicit TPagedQueryModel(QObject* parent = nullptr);
     ~TPagedQueryModel() override;
 
@@ -42,6 +46,7 @@ signals:
     void queryFailed(const QString& message) const;
 
 private:
+    Marker m_marker;
     std::unique_ptr<TPagedQuery> m_query;
 };
 

@@ -51,6 +51,15 @@ TAboutForm::TAboutForm(QWidget* owner)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(12, 10, 12, 10);
     layout->addWidget(HTMLabelAbout, 1);
+    // The rule licence (DRL 1.1) asks for this attribution wherever the rules are used.
+    auto* sigma = new QLabel(this);
+    sigma->setObjectName("LabelSigmaAttribution");
+    sigma->setTextFormat(Qt::RichText);
+    sigma->setAlignment(Qt::AlignCenter);
+    sigma->setWordWrap(true);
+    sigma->setText("Detections use the Sigma rules of the SigmaHQ project and its contributors "
+                   "(https://github.com/SigmaHQ/sigma), under the Detection Rule License 1.1.");
+    layout->addWidget(sigma);
     layout->addWidget(LabelDatabase);
     layout->addLayout(buttons);
 }

@@ -95,10 +95,12 @@ TMainForm::TMainForm(TMainDataModule& data, const QString& databasePath, QWidget
     TabSheetMapView = buildMapViewTab();
     TabSheetAllEvents = buildAllEventsTab();
     TabSheetProcessHierarchy = buildHierarchyTab();
+    TabSheetDetections = buildDetectionsTab();
     PageControlMain->addTab(TabSheetImages, "Process View");
     PageControlMain->addTab(TabSheetMapView, "Map View");
     PageControlMain->addTab(TabSheetAllEvents, "All Events View");
     PageControlMain->addTab(TabSheetProcessHierarchy, "Hierarchy");
+    PageControlMain->addTab(TabSheetDetections, "Detections");
     PageControlMain->setCurrentWidget(TabSheetImages);
     setCentralWidget(PageControlMain);
 

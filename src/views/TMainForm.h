@@ -8,10 +8,15 @@
 #include <QStringList>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <vector>
 
 class QAction;
+class QComboBox;
+class QPlainTextEdit;
+class QTableWidget;
+class QTreeView;
 class QLabel;
 class QLineEdit;
 class QListWidget;
@@ -32,6 +37,7 @@ namespace sql {
 class Database;
 }
 class ProcessHierarchy;
+class DetectionsModel;
 class HierarchyBrowser;
 class NetworkTrafficModel;
 class AllEventsGridDescription;
@@ -151,6 +157,12 @@ public:
     AllEventsGridDescription allEventsGridDescription() const;
     bool allEventsSearchRunning() const;
 
+    // Detections tab: the rules that fired, read again after every load and import.
+    void refreshDetections();
+    void DetectionRuleSelected(const QString& ruleId);
+    void DetectionEventDblClick(int row);
+    QWidget* detectionsTab() const { return TabSheetDetections; }
+
 private:
     void FormCreate();
     void buildMenu();
@@ -158,6 +170,7 @@ private:
     QWidget* buildMapViewTab();
     QWidget* buildAllEventsTab();
     QWidget* buildHierarchyTab();
+    QWidget* buildDetectionsTab();
     QWidget* buildEventFilterPanel();
     void installMenuShortcuts();
     void connectExportButtons();
@@ -253,6 +266,16 @@ private:
     std::unique_ptr<MasterRowReader> m_masterRowReader;
     std::unique_ptr<DetailRowReader> m_detailRowReader;
     QList<QAction*> m_menuEntries; // every entry of the menu tree, in tree order
+    QWidget* TabSheetDetections = nullptr;
+    QComboBox* DetectionsLevelFilter = nullptr;
+    QComboBox* DetectionsTacticFilter = nullptr;
+    QLabel* DetectionsSummary = nullptr;
+    QTreeView* DetectionsTree = nullptr;
+    DetectionsModel* m_detectionsModel = nullptr;
+    QPlainTextEdit* DetectionRuleText = nullptr;
+    QTableWidget* DetectionEvents = nullptr;
+    // The marks of the process view's paths (lower case) and sessions (upper case).
+    std::map<QString, std::pair<int, qint64>> m_pathMarks, m_sessionMarks;
     QMenu* m_recentDatabasesMenu = nullptr;
 };
 

@@ -6,6 +6,7 @@
 #include "import/gui/TImportElasticLogsForm.h"
 #include "import/gui/TImportForm.h"
 #include "settings/ProductInfo.h"
+#include "settings/TSharedResourcesModule.h"
 #include "store/DatabaseCheck.h"
 #include "store/ProcessViewQueries.h"
 #include "store/TMainDataModule.h"
@@ -80,6 +81,8 @@ int TMainForm::runLogImport() {
 
     auto* form = new TImportForm(m_data, this);
     form->FileName = fileName;
+    // The bundled Sigma rules and the user's folders run on every event as it is imported.
+    form->controller().setDetections(true, true, TSharedResourcesModule().SigmaRuleFolders());
     const int result = MessageService::exec(form);
     if (result == 1) {
         refreshAfterImport();
@@ -132,6 +135,7 @@ void TMainForm::refreshAfterImport() {
     showCanvasHint();
     databaseShown();
     ColorDestinationCountries();
+    refreshDetections();
 }
 
 void TMainForm::LoadExistingDataMenuItemClick() {
@@ -162,6 +166,7 @@ void TMainForm::LoadExistingDataMenuItemClick() {
     showCanvasHint();
     databaseShown();
     ColorDestinationCountries();
+    refreshDetections();
 }
 
 void TMainForm::CheckDatabaseVersionMenuItemClick() {

@@ -3,6 +3,7 @@
 #include "details/gui/TSessionViewForm.h"
 #include "import/LocaleDateText.h"
 #include "settings/Utilities.h"
+#include "store/Detections.h"
 #include "store/EventItems.h"
 #include "store/EventRowReader.h"
 #include "store/Schema.h"
@@ -16,6 +17,7 @@
 #include <QFont>
 #include <QFontInfo>
 #include <QFontMetrics>
+#include <QLabel>
 #include <QSplitter>
 #include <QStatusBar>
 #include <QToolButton>
@@ -130,6 +132,14 @@ TEventDetailForm::TEventDetailForm(const DetailFormLayout& layout, QWidget* owne
     } else {
         frame->addWidget(items);
     }
+    // The Sigma rules the event fired, under its values; hidden when there are none.
+    LabelDetections = new QLabel(this);
+    LabelDetections->setObjectName(QStringLiteral("LabelDetections"));
+    LabelDetections->setTextFormat(Qt::RichText);
+    LabelDetections->setWordWrap(true);
+    LabelDetections->setContentsMargins(6, 4, 6, 4);
+    LabelDetections->hide();
+    frame->insertWidget(1, LabelDetections);
 
     // A process GUID, the widest value most forms show, fits beside the captions.
     const int guidWidth = metrics.horizontalAdvance(QStringLiteral("{00000000-0000-0000-0000-000000000000}"));
@@ -199,6 +209,19 @@ void TEventDetailForm::SetQueryParams(const QString& TableName, qint64 GID) {
     if (m_layout.titleFollowsTable)
         setWindowTitle(TableName + QLatin1String(detailforms::kTitleSuffix));
     showMoreItems(GID);
+    showDetections(GID);
+}
+
+void TEventDetailForm::showDetections(qint64 gid) {
+    const auto rules = detections::rulesOfEvent(m_data->connection(), gid);
+    QString text;
+    for (const detections::RuleDetails& rule : rules)
+        text += QString("<p><b><font color=\"%1\">%2</font></b> %3<br>%4<br><i>%5</i></p>")
+                    .arg(detections::levelColorName(detections::levelRank(rule.level)),
+                         rule.level.toHtmlEscaped(), rule.title.toHtmlEscaped(),
+                         rule.description.toHtmlEscaped(), rule.tags.join(", ").toHtmlEscaped());
+    LabelDetections->setText(text.isEmpty() ? QString() : "<b>Sigma rules fired</b>" + text);
+    LabelDetections->setVisible(!text.isEmpty());
 }
 
 QString TEventDetailForm::fieldText(const QString& field) const {

@@ -71,6 +71,7 @@ public:
     QStatusBar* StatusBar = nullptr;
     TElidedLabel* StatusBarPanel = nullptr;
     QWidget* PanelBottom = nullptr;
+    QLabel* LabelDetections = nullptr;
     QWidget* PanelOptions = nullptr;
     QCheckBox* CheckBoxVT = nullptr;
     TTreeList* cxTreeListVTDisplay = nullptr;
@@ -88,6 +89,7 @@ protected:
 
 private:
     void buildVirusTotalPanel();
+    void showDetections(qint64 gid);
     void startLookup(int kind, const QString& subject);
     void applyOutcome(const VTOutcome& outcome);
     QTreeWidgetItem* addTreeNode(QTreeWidgetItem* parent, const VTTreeNode& node);

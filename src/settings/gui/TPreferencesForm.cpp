@@ -64,6 +64,11 @@ TPreferencesForm::TPreferencesForm(TSharedResourcesModule* settings, QWidget* ow
     fields->addWidget(EditVTKey, 0, 1);
     fields->addWidget(LabelIPStackKey, 1, 0);
     fields->addWidget(EditIPStackKey, 1, 1);
+    EditSigmaRuleFolders = new QLineEdit(GroupBoxAPIKeys);
+    EditSigmaRuleFolders->setObjectName("EditSigmaRuleFolders");
+    EditSigmaRuleFolders->setPlaceholderText("folders separated by ;");
+    fields->addWidget(new QLabel("Own Sigma rule folders", GroupBoxAPIKeys), 2, 0);
+    fields->addWidget(EditSigmaRuleFolders, 2, 1);
 
     ButtonSave = new QPushButton("&Save", this);
     ButtonSave->setObjectName("ButtonSave");
@@ -110,6 +115,7 @@ void TPreferencesForm::FormShow() {
     LabelKeyStore->setText(settings().keysInKeyring() ? QString("The keys are kept in the desktop's keyring.")
                                                       : settings().keyringNotice());
     LabelKeyStore->setVisible(!LabelKeyStore->text().isEmpty());
+    EditSigmaRuleFolders->setText(settings().SigmaRuleFolders().join(';'));
 }
 
 void TPreferencesForm::ButtonSaveClick() {
@@ -117,6 +123,7 @@ void TPreferencesForm::ButtonSaveClick() {
         settings().setVirusTotalKey(EditVTKey->text());
     if (!EditIPStackKey->text().trimmed().isEmpty())
         settings().setIPStackKey(EditIPStackKey->text());
+    settings().setSigmaRuleFolders(EditSigmaRuleFolders->text().split(';', Qt::SkipEmptyParts));
 }
 
 } // namespace kelvane::ui

@@ -46,6 +46,7 @@ private:
     QLabel* LabelIPStackKey = nullptr;
     QLabel* LabelKeyStore = nullptr;
     QLineEdit* EditIPStackKey = nullptr;
+    QLineEdit* EditSigmaRuleFolders = nullptr;
     QPushButton* ButtonSave = nullptr;
     QPushButton* ButtonCancel = nullptr;
 };
