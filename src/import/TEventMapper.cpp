@@ -59,6 +59,12 @@ struct TEventMapper::TypePlan {
     TTableDataset* dataset = nullptr;
     std::vector<FieldPlan> fields;
     int fid = -1, computer = -1, ruleName = -1;
+    // The items its columns take, with their lengths at hand: each item of each event is looked up here.
+    std::vector<std::string_view> taken;
+
+    bool takes(std::string_view item) const {
+        return std::find(taken.begin(), taken.end(), item) != taken.end();
+    }
 };
 
 TEventMapper::TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeolocator* geolocator,
@@ -74,6 +80,8 @@ TEventMapper::TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeoloc
     for (const EventTypeInfo& type : catalogue::types()) {
         TypePlan plan;
         plan.type = &type;
+        plan.taken = {"UtcTime", "RuleName"};
+        plan.taken.insert(plan.taken.end(), type.items.begin(), type.items.end());
         plan.dataset = &m_data.tableDataset(plan.type->table);
         const auto& fields = plan.dataset->fields();
         for (size_t i = 0; i < fields.size(); ++i) {
@@ -212,7 +220,7 @@ void TEventMapper::writeExtraItems(const TypePlan& plan, std::int64_t gid) {
     int seq = 0;
     for (size_t i = 0; i < record.size(); ++i) {
         const auto& [name, value] = record.at(i);
-        if (name == "RuleName" || isItemOf(*plan.type, name))
+        if (plan.takes(name))
             continue;
         TTableDataset& extras = *m_extras;
         extras.append();

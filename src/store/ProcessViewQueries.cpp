@@ -3,11 +3,9 @@
 #include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 
-
 namespace kelvane {
 
 namespace {
-
 
 std::unique_ptr<TPagedQuery> listOf(TMainDataModule& data, const char* queryName) {
     // An opened query brings its connection up again.

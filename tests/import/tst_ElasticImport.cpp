@@ -278,7 +278,7 @@ private slots:
         importXml(events);
         const auto expected = contents();
 
-        ElasticTestServer server({flavour});
+        ElasticTestServer server({.flavour = flavour});
         // Other channels share the index, as winlogbeat ships every log it reads.
         server.addDocuments("sysmon-1", documents(shape, events) +
                                             QList<QByteArray>{elasticdocs::otherChannel(shape, 1),
@@ -319,7 +319,7 @@ private slots:
         for (const QByteArray& line : file.readAll().split('\n'))
             if (!line.trimmed().isEmpty())
                 sources << line;
-        ElasticTestServer server({flavour});
+        ElasticTestServer server({.flavour = flavour});
         server.addDocuments("winlogbeat-1", sources);
         importFrom(server, "winlogbeat-1");
         QCOMPARE(label(), QString("Done! Imported %1 Events").arg(sources.size()));
@@ -347,7 +347,7 @@ private slots:
         for (auto& [name, value] : command)
             if (name == "CommandLine")
                 value = "cmd /c \"a\"\r\nnext";
-        ElasticTestServer server({Flavour::Elasticsearch8});
+        ElasticTestServer server({.flavour = Flavour::Elasticsearch8});
         server.addDocuments("s", {elasticdocs::document(Shape::Winlogbeat6, 14, rename),
                                   elasticdocs::document(Shape::Winlogbeat6, 8, thread),
                                   elasticdocs::document(Shape::Winlogbeat6, 21, binding),
@@ -414,7 +414,7 @@ private slots:
         QFETCH(QStringList, computers);
         QFETCH(QString, tables);
         QFETCH(QStringList, expected);
-        ElasticTestServer server({Flavour::Elasticsearch8});
+        ElasticTestServer server({.flavour = Flavour::Elasticsearch8});
         for (int i = 0; i < computers.size(); ++i)
             server.addDocuments("s", {elasticdocs::document(Shape::Winlogbeat6, 5,
                                                             {{"RuleName", "-"},
@@ -442,7 +442,7 @@ private slots:
         QFETCH(QList<int>, ids);
         QFETCH(bool, otherChannel);
         QFETCH(int, counted);
-        ElasticTestServer server({Flavour::Elasticsearch8});
+        ElasticTestServer server({.flavour = Flavour::Elasticsearch8});
         QList<QByteArray> sources;
         for (const int id : ids)
             sources << (otherChannel ? elasticdocs::otherChannel(Shape::Winlogbeat7, id)
@@ -522,7 +522,7 @@ private slots:
     }
 
     void noUserSendsNoCredentials() {
-        ElasticTestServer server({Flavour::Elasticsearch8});
+        ElasticTestServer server({.flavour = Flavour::Elasticsearch8});
         ElasticConnectionParams params;
         // A port in the address stands before the port field's.
         params.add("127.0.0.1:" + QString::number(server.port()), "9200", "", "");
@@ -557,7 +557,7 @@ private slots:
     void catalogue() {
         QFETCH(Flavour, flavour);
         QFETCH(QStringList, expected);
-        ElasticTestServer server({flavour});
+        ElasticTestServer server({.flavour = flavour});
         const QList<QByteArray> none{elasticdocs::otherChannel(Shape::Winlogbeat6, 1)};
         server.addDocuments("winlogbeat-6.8.23-2021.03.04", none);
         server.addDocuments("winlogbeat-6.8.23-2021.03.05", none);
