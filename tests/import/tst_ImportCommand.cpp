@@ -81,6 +81,8 @@ private slots:
         const Run r = run({"--db", m_dir.filePath("missing.db"), m_dir.filePath("missing.xml")});
         QCOMPARE(r.exitCode, 3);
         QVERIFY(r.err.contains("missing.xml"));
+        // Nothing was imported: no database is left behind.
+        QVERIFY(!QFileInfo::exists(m_dir.filePath("missing.db")));
     }
 
     void existingDatabaseIsKept() {
@@ -94,6 +96,10 @@ private slots:
         Run r = run({"--db", db, xml});
         QCOMPARE(r.exitCode, 2);
         QVERIFY(r.err.contains("--force"));
+        QCOMPARE(QFileInfo(db).size(), 8);
+        // A replacement that fails before its first event leaves the old file as it was.
+        r = run({"--force", "--db", db, m_dir.filePath("missing.xml")});
+        QCOMPARE(r.exitCode, 3);
         QCOMPARE(QFileInfo(db).size(), 8);
         r = run({"--force", "--db", db, xml});
         QCOMPARE(r.exitCode, 0);
