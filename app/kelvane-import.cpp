@@ -7,6 +7,7 @@
 #include "import/elastic/TElasticImportController.h"
 #include "settings/CommandLine.h"
 #include "settings/TSharedResourcesModule.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 
 #include <QCommandLineParser>
@@ -60,9 +61,10 @@ int finish(const ImportReport& report, const QString& dbPath) {
     if (!report.statusBarLog().isEmpty())
         std::printf("%s\n", qPrintable(report.statusBarLog()));
     if (report.modalResult() == ImportReport::Abort) {
-        // The dialog's label keeps only the mapper's errors; say the rest here so that nothing is silent.
-        if (!report.labelMessage().startsWith("Error: "))
-            for (const QString& line : report.errorMessage())
+        // The dialog's label keeps the mapper's errors and a storage failure; say the rest here so that
+        // nothing is silent, and nothing twice.
+        for (const QString& line : report.errorMessage())
+            if (!report.labelMessage().contains(line))
                 std::fprintf(stderr, "Error: %s\n", qPrintable(line));
         for (const QString& line : ImportReport::lossLines(report.readLosses()))
             std::fprintf(stderr, "%s\n", qPrintable(line));
@@ -123,6 +125,7 @@ int importFromLog(TMainDataModule& data, const QString& file, const QString& key
 } // namespace
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("kelvane-import");
 

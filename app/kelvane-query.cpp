@@ -2,6 +2,7 @@
 // for checking the views against the database. Exits 0, or 2 on bad use or an unusable database.
 #include "settings/CommandLine.h"
 #include "store/QueryCommands.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 
 #include <QCoreApplication>
@@ -12,6 +13,7 @@
 using namespace kelvane;
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("kelvane-query");
     QString commands = "Prints what a view of Kelvane shows for a database. Commands:";

@@ -12,6 +12,7 @@
 #include "import/gui/TImportForm.h"
 #include "settings/CommandLine.h"
 #include "settings/TSharedResourcesModule.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/DarkTheme.h"
 #include "toolkit/MessageService.h"
@@ -237,6 +238,7 @@ int hierarchyScreens(const QString& out, const QString& database, const QString&
 } // namespace
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QApplication app(argc, argv);
     QApplication::setApplicationDisplayName("Kelvane");
     ui::applyDarkTheme(app);

@@ -5,6 +5,7 @@
 #include "settings/gui/TFormConfirmationDialog.h"
 #include "settings/gui/TFormIPStackConfirmationDialog.h"
 #include "settings/gui/TPreferencesForm.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/DarkTheme.h"
 #include "toolkit/MessageService.h"
@@ -18,6 +19,7 @@ using namespace kelvane;
 using namespace kelvane::ui;
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     TKelvaneApplication app(argc, argv);
     QApplication::setApplicationName("Kelvane");
     QApplication::setApplicationDisplayName("Kelvane");

@@ -9,6 +9,7 @@
 #include "store/AllEventsLayout.h"
 #include "store/AllEventsSearch.h"
 #include "store/Schema.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/TGroupedEventsModel.h"
 #include "toolkit/TGroupingGrid.h"
@@ -61,6 +62,7 @@ void ours(std::span<sql::Database* const> readers, const QString& term) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QApplication app(argc, argv);
     CommandLine commandLine(
         "Times the All Events search against the statement as SQLite runs it, and the grid.",

@@ -8,6 +8,7 @@
 #include "import/TImportController.h"
 #include "import/elastic/TElasticImportController.h"
 #include "settings/CommandLine.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 
 #include <QCoreApplication>
@@ -143,6 +144,7 @@ double peakMegabytes() {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QCoreApplication app(argc, argv);
     CommandLine commandLine("Times the import from a search server against the same events from a log.",
                             {{0, "measured"}, {1, "the test server did not start"}});

@@ -10,6 +10,7 @@
 #include "output/gui/PdfReport.h"
 #include "settings/CommandLine.h"
 #include "store/AllEventsGridDescription.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"
 #include "toolkit/TNodeDiagram.h"
@@ -126,6 +127,7 @@ int exportHierarchy(TMainDataModule& data, const QString& out) {
 }
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QApplication app(argc, argv);
     CommandLine commandLine("Times an export against a plain read of the same rows.", {{0, "measured"}});
     commandLine.addPositional("DATABASE", "A Kelvane database.");

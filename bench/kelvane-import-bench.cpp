@@ -2,6 +2,7 @@
 // resident memory, so that speed and memory targets are checked here and not in unit tests.
 #include "import/TImportController.h"
 #include "settings/CommandLine.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 
 #include <QCoreApplication>
@@ -17,6 +18,7 @@
 using namespace kelvane;
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QCoreApplication app(argc, argv);
     CommandLine commandLine("Times one import; prints events/s and peak memory.", {{0, "measured"}});
     commandLine.addPositional("LOG", "A Sysmon log.");

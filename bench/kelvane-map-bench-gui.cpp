@@ -8,6 +8,7 @@
 #include "CountryFill.h"
 #include "settings/CommandLine.h"
 #include "store/DestinationCountries.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/TWorldMap.h"
 #include "views/TMainForm.h"
@@ -78,6 +79,7 @@ template <class Step> Frames frames(ui::TWorldMap* map, int count, Step step) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QApplication app(argc, argv);
     CommandLine commandLine("Times the map view over a copy of a database.", {{0, "measured"}});
     commandLine.addPositional("DATABASE", "A Kelvane database.");

@@ -3,6 +3,7 @@
 // 2. A session of up to 1000 events, from the click until the diagram has painted it.
 #include "settings/CommandLine.h"
 #include "store/SessionEvents.h"
+#include "store/Sqlite.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/TLinkGrid.h"
 #include "toolkit/TNodeDiagram.h"
@@ -22,6 +23,7 @@
 using namespace kelvane;
 
 int main(int argc, char* argv[]) {
+    kelvane::sql::configureLibrary();
     QApplication app(argc, argv);
     CommandLine commandLine(
         "Times Load existing data and a 1000-event session in the main window (on a copy).",

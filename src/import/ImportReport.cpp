@@ -33,6 +33,26 @@ void ImportReport::workerFailed(const QString& text) {
     emit changed();
 }
 
+void ImportReport::storageFailed(const QString& text, qint64 eventsKept) {
+    {
+        std::lock_guard lock(m_mutex);
+        m_errorMessage << text;
+        m_storageFailure = QString("The database could not be written: %1. %2 events were kept in it and can "
+                                   "be loaded.")
+                               .arg(text)
+                               .arg(eventsKept);
+        // The mapper's errors stay in front; the start text does not.
+        m_label = m_label.startsWith("Error: ") ? m_label + m_storageFailure : m_storageFailure;
+        m_modalResult = Abort;
+    }
+    emit changed();
+}
+
+QString ImportReport::storageFailure() const {
+    std::lock_guard lock(m_mutex);
+    return m_storageFailure;
+}
+
 void ImportReport::mapperFailed(const QString& text) {
     {
         std::lock_guard lock(m_mutex);

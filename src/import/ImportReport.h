@@ -37,6 +37,11 @@ public:
 
     // A failure of the worker itself: its text joins ErrorMessage, the result becomes abort.
     void workerFailed(const QString& text);
+    // The database file could not be written (a full disk): the label says so after whatever it said
+    // before, with the number of events that the file kept.
+    void storageFailed(const QString& text, qint64 eventsKept);
+    // The storage failure's words, or nothing when there was none.
+    QString storageFailure() const;
     // A failure while writing one event: ErrorMessage grows and the label lists all of it.
     void mapperFailed(const QString& text);
     // A time stamp that could not be read.
@@ -58,6 +63,7 @@ private:
     QString m_status;
     std::atomic<int> m_dateFailures{0};
     ReadLosses m_losses;
+    QString m_storageFailure;
 };
 
 } // namespace kelvane

@@ -10,7 +10,7 @@
 #include <functional>
 #include <memory>
 
-class QThread;
+#include <QThread>
 
 namespace kelvane {
 
@@ -70,7 +70,7 @@ protected:
     bool m_geoChecked = false;
     bool m_geolocating = false;
     State m_state = State::Waiting;
-    QThread* m_thread = nullptr;
+    std::unique_ptr<QThread> m_thread; // the worker, from its start until its end has been handled
     std::unique_ptr<TIPGeolocator> m_geolocator;
     std::atomic<qint64> m_eventsCount{0};
 

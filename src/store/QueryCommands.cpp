@@ -1,13 +1,13 @@
 #include "store/QueryCommands.h"
 
 #include "store/AllEventsSearch.h"
+#include "store/DatabaseCheck.h"
 #include "store/DestinationCountries.h"
 #include "store/EventItems.h"
 #include "store/ProcessHierarchy.h"
 #include "store/ProcessTreeIndex.h"
 #include "store/TMainDataModule.h"
 
-#include <QFileInfo>
 #include <QTextStream>
 
 #include <algorithm>
@@ -117,18 +117,19 @@ const std::map<QString, QueryCommand>& queryCommands() {
 }
 
 void openKelvaneDatabase(TMainDataModule& data, const QString& path) {
-    // Opening a missing file would create an empty database; say what is wrong instead.
-    if (!QFileInfo(path).isFile())
+    // Say what is wrong before opening: a missing file would otherwise be made, and a damaged one or one
+    // of another version would fail later with the library's words.
+    const DatabaseCheck check = checkKelvaneDatabase(path);
+    if (check.state == DatabaseCheck::Missing)
         throw std::runtime_error(QString("%1: no such database file").arg(path).toStdString());
+    if (check.state == DatabaseCheck::Empty || check.state == DatabaseCheck::NotKelvane)
+        throw std::runtime_error(QString("%1: not a Kelvane database").arg(path).toStdString());
+    if (!check.usable())
+        throw std::runtime_error(QString("%1: %2").arg(path, check.message()).toStdString());
     data.setDatabasePath(path);
-    try {
-        if (data.TablesExist() && !data.GetDatabaseVersion().isEmpty())
-            return;
-    } catch (const std::exception&) {
-        // Not SQLite at all: fall through to the same message.
-    }
-    data.CloseDatabase();
-    throw std::runtime_error(QString("%1: not a Kelvane database").arg(path).toStdString());
+    // The queries only read: the file is never changed.
+    data.setReadOnly(true);
+    data.OpenDatabase();
 }
 
 } // namespace kelvane

@@ -2,15 +2,20 @@
 
 #include "store/ExtraItemsCodec.h"
 
+#include <limits>
+
 namespace kelvane::sql {
 
-Database::Database(const std::string& path) {
-    // No allocation statistics: they cost a global lock for every allocation of every row written.
-    static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
-    (void)configured;
+void configureLibrary() {
+    // No allocation statistics: they cost a global lock for every allocation of every row written. The
+    // library takes this only before its first use, so it is done once, as a program starts.
+    sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+}
+
+Database::Database(const std::string& path, Mode mode) {
     sqlite3* db = nullptr;
-    const int rc = sqlite3_open_v2(path.c_str(), &db,
-                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int flags = mode == ReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+    const int rc = sqlite3_open_v2(path.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
     m_db.reset(db);
     if (rc != SQLITE_OK) {
         const std::string text = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
@@ -39,6 +44,8 @@ Statement Database::prepare(std::string_view sql, bool persistent) const {
         throw Error("database is not open", SQLITE_MISUSE);
     sqlite3_stmt* stmt = nullptr;
     const unsigned flags = persistent ? SQLITE_PREPARE_PERSISTENT : 0;
+    if (sql.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()))
+        throw Error("statement too long", SQLITE_TOOBIG);
     const int rc =
         sqlite3_prepare_v3(m_db.get(), sql.data(), static_cast<int>(sql.size()), flags, &stmt, nullptr);
     if (rc != SQLITE_OK) {
@@ -68,15 +75,16 @@ void Statement::bind(int index, double value) {
 }
 
 void Statement::bindStatic(int index, std::string_view text) {
+    // The 64-bit call: a text past 2 GiB is refused by the library with SQLITE_TOOBIG, not cut.
     const int rc =
-        sqlite3_bind_text(m_stmt.get(), index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+        sqlite3_bind_text64(m_stmt.get(), index, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
     if (rc != SQLITE_OK)
         fail(rc);
 }
 
 void Statement::bind(int index, std::string_view text) {
     const int rc =
-        sqlite3_bind_text(m_stmt.get(), index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+        sqlite3_bind_text64(m_stmt.get(), index, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
     if (rc != SQLITE_OK)
         fail(rc);
 }

@@ -21,6 +21,9 @@ private:
     int m_code;
 };
 
+// Process-wide settings of the library; call once as a program starts, before any database is opened.
+void configureLibrary();
+
 struct DatabaseCloser {
     void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
 };
@@ -33,9 +36,11 @@ class Statement;
 // One open sqlite3 connection.
 class Database {
 public:
+    enum Mode { ReadWrite, ReadOnly };
+
     Database() = default;
-    // Opens (and creates) the file at path, UTF-8.
-    explicit Database(const std::string& path);
+    // Opens the file at path, UTF-8: for writing (made when missing), or only for reading.
+    explicit Database(const std::string& path, Mode mode = ReadWrite);
     // Takes over a handle opened elsewhere (with other flags).
     static Database adopt(sqlite3* handle) {
         Database db;

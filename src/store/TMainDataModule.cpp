@@ -97,7 +97,8 @@ sql::Database& TMainDataModule::connection() {
 void TMainDataModule::OpenDatabase() {
     if (m_connection)
         return;
-    m_connection = std::make_unique<sql::Database>(m_databasePath.toStdString());
+    m_connection = std::make_unique<sql::Database>(
+        m_databasePath.toStdString(), m_readOnly ? sql::Database::ReadOnly : sql::Database::ReadWrite);
 }
 
 void TMainDataModule::CloseDatabase() {
@@ -217,8 +218,29 @@ void TMainDataModule::beginBatch() {
 void TMainDataModule::commitBatch() {
     if (!m_inBatch)
         return;
+    sql::Database& db = connection();
+    // Some failures (a full disk, say) make the library roll the transaction back by itself.
+    if (sqlite3_get_autocommit(db.handle())) {
+        m_inBatch = false;
+        throw sql::Error("the transaction was rolled back after an earlier failure", SQLITE_ABORT);
+    }
+    // The batch stays open until its commit has succeeded: a failed one is rolled back by rollbackBatch.
+    db.exec("COMMIT");
     m_inBatch = false;
-    connection().exec("COMMIT");
+}
+
+void TMainDataModule::rollbackBatch() {
+    if (!m_inBatch)
+        return;
+    m_inBatch = false;
+    sql::Database& db = connection();
+    if (sqlite3_get_autocommit(db.handle()))
+        return;
+    try {
+        db.exec("ROLLBACK");
+    } catch (const sql::Error&) {
+        // Nothing more can be done for the batch; the file keeps what was committed before it.
+    }
 }
 
 TTableDataset& TMainDataModule::dataset(const QString& datasetName) {

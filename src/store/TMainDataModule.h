@@ -25,6 +25,8 @@ public:
     // KelvaneDBConnection's setting: the database file (configured by the main window; opens nothing).
     void setDatabasePath(const QString& path) { m_databasePath = path; }
     const QString& databasePath() const { return m_databasePath; }
+    // For programs that only read: the connection is opened read-only and never makes a file.
+    void setReadOnly(bool readOnly) { m_readOnly = readOnly; }
 
     void OpenDatabase();
     // Commits a batch still open; throws sql::Error when that fails, with the connection closed all
@@ -45,7 +47,9 @@ public:
     // Writes go into one transaction until it is committed; the importer commits in batches so that
     // a posted row does not cost one commit each.
     void beginBatch();
+    // Throws when the commit fails; the batch then stays open until rollbackBatch.
     void commitBatch();
+    void rollbackBatch();
     bool inBatch() const { return m_inBatch; }
 
     // Write-side dataset by its name (ProcesscreateTable) or by its table (ProcessCreate).
@@ -72,6 +76,7 @@ private:
     std::map<QString, std::unique_ptr<TQuery>> m_queries;
     bool m_allEventsViewActive = false;
     bool m_inBatch = false;
+    bool m_readOnly = false;
 };
 
 // The program's single data module, set up at start-up.

@@ -25,6 +25,10 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 namespace kelvane {
 
 namespace {
@@ -172,6 +176,10 @@ void TMainForm::SpeedButtonGenerateProcessHierarchyClick() {
     // The last tree goes before the next is read, so that two never share the memory.
     m_hierarchyBrowser->clear();
     ProcessDiagram->clear();
+#ifdef __GLIBC__
+    // Hands the freed pages back, so that the next tree does not stack on the last one's leftovers.
+    malloc_trim(0);
+#endif
     // Reading is most of the cost; the facts that the find box and the list need, and making the
     // nodes, the rest.
     ProcessHierarchy tree = ProcessHierarchy::generate(m_data, [&](qint64 done, qint64 total) {

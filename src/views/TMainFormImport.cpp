@@ -2,9 +2,11 @@
 #include "views/TMainForm.h"
 
 #include "import/FailedImportNote.h"
+#include "import/TImportController.h"
 #include "import/gui/TImportElasticLogsForm.h"
 #include "import/gui/TImportForm.h"
 #include "settings/ProductInfo.h"
+#include "store/DatabaseCheck.h"
 #include "store/ProcessViewQueries.h"
 #include "store/TMainDataModule.h"
 #include "toolkit/MessageService.h"
@@ -82,8 +84,12 @@ int TMainForm::runLogImport() {
     if (result == 1) {
         refreshAfterImport();
     } else if (result == 3) {
-        MessageService::message(this,
-                                QString("Something went wrong! Please contact ") + product::kSupportAddress);
+        // A full disk is not the program's fault, and what was kept can be loaded: say so rather than ask
+        // for support.
+        const QString storage = form->controller().report().storageFailure();
+        MessageService::message(this, !storage.isEmpty() ? storage
+                                                         : QString("Something went wrong! Please contact ") +
+                                                               product::kSupportAddress);
         showStoredBeforeFailure();
     }
     delete form;
@@ -133,6 +139,13 @@ void TMainForm::LoadExistingDataMenuItemClick() {
     // data that never existed.
     if (!QFileInfo::exists(m_databasePath)) {
         MessageService::message(this, "There are no data to be loaded, import logs first!");
+        return;
+    }
+    // Say what is wrong with a file before it is used: in use elsewhere, damaged, of another version.
+    // An empty one goes the usual way, to "no data".
+    const DatabaseCheck check = checkKelvaneDatabase(m_databasePath);
+    if (!check.usable() && check.state != DatabaseCheck::Empty) {
+        MessageService::message(this, check.message());
         return;
     }
     if (!connectDatabase())

@@ -20,6 +20,13 @@ Q_DECLARE_METATYPE(ElasticTestServer::Flavour)
 
 namespace {
 
+// A server of the given kind, open to anyone, over plain HTTP.
+ElasticTestServer::Options serverOf(Flavour flavour) {
+    ElasticTestServer::Options options;
+    options.flavour = flavour;
+    return options;
+}
+
 const QString kGuid = "{5A1C3E20-8B3D-6040-6C01-000000000600}";
 const QString kParentGuid = "{5A1C3E20-7F12-6040-5A00-000000000600}";
 const QString kTargetGuid = "{5A1C3E20-9000-6040-7C01-000000000600}";
@@ -274,8 +281,6 @@ private slots:
         QTest::addColumn<Flavour>("flavour");
         QTest::newRow("winlogbeat 6, Elasticsearch 6 scroll")
             << Shape::Winlogbeat6 << Flavour::Elasticsearch6;
-        QTest::newRow("winlogbeat 6, point in time") << Shape::Winlogbeat6 << Flavour::Elasticsearch8;
-        QTest::newRow("winlogbeat 7 module, point in time") << Shape::Winlogbeat7 << Flavour::Elasticsearch8;
         QTest::newRow("winlogbeat 7 module, OpenSearch posing as 7.10")
             << Shape::Winlogbeat7 << Flavour::OpenSearchCompat;
         QTest::newRow("agent, OpenSearch 2 falls back to scroll") << Shape::Agent << Flavour::OpenSearch2;
@@ -288,7 +293,7 @@ private slots:
         importXml(events);
         const auto expected = contents();
 
-        ElasticTestServer server({flavour});
+        ElasticTestServer server(serverOf(flavour));
         // Other channels share the index, as winlogbeat ships every log it reads.
         server.addDocuments("sysmon-1", documents(shape, events) +
                                             QList<QByteArray>{elasticdocs::otherChannel(shape, 1),
@@ -329,7 +334,7 @@ private slots:
         for (const QByteArray& line : file.readAll().split('\n'))
             if (!line.trimmed().isEmpty())
                 sources << line;
-        ElasticTestServer server({flavour});
+        ElasticTestServer server(serverOf(flavour));
         server.addDocuments("winlogbeat-1", sources);
         importFrom(server, "winlogbeat-1");
         QCOMPARE(label(), QString("Done! Imported %1 Events").arg(sources.size()));
@@ -357,7 +362,7 @@ private slots:
         for (auto& [name, value] : command)
             if (name == "CommandLine")
                 value = "cmd /c \"a\"\r\nnext";
-        ElasticTestServer server({Flavour::Elasticsearch8});
+        ElasticTestServer server(serverOf(Flavour::Elasticsearch8));
         server.addDocuments("s", {elasticdocs::document(Shape::Winlogbeat6, 14, rename),
                                   elasticdocs::document(Shape::Winlogbeat6, 8, thread),
                                   elasticdocs::document(Shape::Winlogbeat6, 21, binding),
@@ -424,7 +429,7 @@ private slots:
         QFETCH(QStringList, computers);
         QFETCH(QString, tables);
         QFETCH(QStringList, expected);
-        ElasticTestServer server({Flavour::Elasticsearch8});
+        ElasticTestServer server(serverOf(Flavour::Elasticsearch8));
         for (int i = 0; i < computers.size(); ++i)
             server.addDocuments("s", {elasticdocs::document(Shape::Winlogbeat6, 5,
                                                             {{"RuleName", "-"},
@@ -452,7 +457,7 @@ private slots:
         QFETCH(QList<int>, ids);
         QFETCH(bool, otherChannel);
         QFETCH(int, counted);
-        ElasticTestServer server({Flavour::Elasticsearch8});
+        ElasticTestServer server(serverOf(Flavour::Elasticsearch8));
         QList<QByteArray> sources;
         for (const int id : ids)
             sources << (otherChannel ? elasticdocs::otherChannel(Shape::Winlogbeat7, id)
@@ -532,7 +537,7 @@ private slots:
     }
 
     void noUserSendsNoCredentials() {
-        ElasticTestServer server({Flavour::Elasticsearch8});
+        ElasticTestServer server(serverOf(Flavour::Elasticsearch8));
         ElasticConnectionParams params;
         // A port in the address stands before the port field's.
         params.add("127.0.0.1:" + QString::number(server.port()), "9200", "", "");
@@ -567,7 +572,7 @@ private slots:
     void catalogue() {
         QFETCH(Flavour, flavour);
         QFETCH(QStringList, expected);
-        ElasticTestServer server({flavour});
+        ElasticTestServer server(serverOf(flavour));
         const QList<QByteArray> none{elasticdocs::otherChannel(Shape::Winlogbeat6, 1)};
         server.addDocuments("winlogbeat-6.8.23-2021.03.04", none);
         server.addDocuments("winlogbeat-6.8.23-2021.03.05", none);

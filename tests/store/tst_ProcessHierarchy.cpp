@@ -225,7 +225,9 @@ private slots:
         db->addTermination("B");
         const auto colours = [&] {
             QStringList list;
-            for (const auto& node : ProcessHierarchy::generate(db->data).nodes())
+            // The tree is kept: a loop over a temporary's nodes would read freed memory.
+            const ProcessHierarchy tree = ProcessHierarchy::generate(db->data);
+            for (const auto& node : tree.nodes())
                 if (node.kind == ProcessHierarchy::Kind::Process)
                     list << QString::number(node.colour, 16);
             return list;

@@ -34,7 +34,6 @@ struct Index {
     QString alias;
     QString dataStream;
     QList<Document> documents;
-    QSet<QString> fields;
 };
 
 struct Context {
@@ -63,18 +62,6 @@ QJsonValue member(const QJsonObject& object, const QString& path) {
         }
     }
     return QJsonValue(QJsonValue::Undefined);
-}
-
-void collectFields(const QJsonObject& object, const QString& prefix, QSet<QString>& fields) {
-    for (auto it = object.begin(); it != object.end(); ++it) {
-        const QString name = prefix.isEmpty() ? it.key() : prefix + '.' + it.key();
-        if (it.value().isObject()) {
-            fields.insert(name);
-            collectFields(it.value().toObject(), name, fields);
-        } else {
-            fields.insert(name);
-        }
-    }
 }
 
 void collectTerms(const QJsonValue& value, QMultiHash<QString, QString>& terms) {
@@ -279,8 +266,6 @@ private:
             const QString action = parts.mid(1).join('/');
             if (action == "_count")
                 return count(indices, body);
-            if (action == "_field_caps")
-                return fieldCaps(indices, query.queryItemValue("fields"));
             if (action == "_pit" && verb == "POST" && !openSearch() &&
                 m_options.flavour == Flavour::Elasticsearch8)
                 return openContext(indices, false);
@@ -405,20 +390,6 @@ private:
 
     static QJsonObject shards() {
         return QJsonObject{{"total", 1}, {"successful", 1}, {"skipped", 0}, {"failed", 0}};
-    }
-
-    Reply fieldCaps(const QStringList& indices, const QString& wanted) {
-        QJsonObject fields;
-        for (const QString& name : indices)
-            for (const QString& field : m_indices.constFind(name)->fields)
-                for (const QString& pattern : wanted.split(','))
-                    if (QRegularExpression(QRegularExpression::wildcardToRegularExpression(pattern))
-                            .match(field)
-                            .hasMatch())
-                        fields.insert(field, QJsonObject{{"keyword", QJsonObject{{"type", "keyword"},
-                                                                                 {"searchable", true},
-                                                                                 {"aggregatable", true}}}});
-        return json(QJsonObject{{"indices", QJsonArray::fromStringList(indices)}, {"fields", fields}});
     }
 
     Reply openContext(const QStringList& indices, bool openSearchStyle) {
@@ -580,7 +551,6 @@ public:
             document.eventId = id.isDouble() ? id.toInt() : id.toString().toInt();
             document.index = name;
             document.ordinal = ++m_nextOrdinal;
-            collectFields(object, QString(), index.fields);
             index.documents << document;
         }
     }

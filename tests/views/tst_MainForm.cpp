@@ -14,6 +14,7 @@
 
 #include <QCheckBox>
 #include <QDialog>
+#include <QFileInfo>
 #include <QImage>
 #include <QLineEdit>
 #include <QListWidget>
@@ -186,6 +187,24 @@ private slots:
         importSample(script);
         QVERIFY(script.texts("question").isEmpty());
         QVERIFY(m_form->dataLoaded());
+    }
+
+    // A database that cannot be used says why, and is left as it is.
+    void loadDamagedDatabase() {
+        MessageScript script;
+        importSample(script);
+        m_data->CloseDatabase();
+        QFile file(m_form->databasePath());
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.resize(file.size() / 2));
+        file.close();
+        const qint64 size = QFileInfo(m_form->databasePath()).size();
+        script.clear();
+        m_form->LoadExistingDataMenuItemClick();
+        QCOMPARE(script.texts().size(), 1);
+        QVERIFY2(script.texts().first().startsWith("The database is damaged (the file is cut short: "),
+                 qPrintable(script.texts().first()));
+        QCOMPARE(QFileInfo(m_form->databasePath()).size(), size);
     }
 
     void importThenLoad() {
