@@ -4,6 +4,7 @@
 #include "import/ImportReport.h"
 #include "import/ValueConversions.h"
 #include "store/EventCatalogue.h"
+#include "store/ExtraItemsCodec.h"
 #include "store/TDatasetSource.h"
 #include "store/TTableDataset.h"
 
@@ -74,8 +75,7 @@ TEventMapper::TEventMapper(TDatasetSource& data, ImportReport& report, TIPGeoloc
       m_hashes(&data.tableDataset("AllHashes")), m_hosts(&data.tableDataset("AllHosts")),
       m_addresses(&data.tableDataset("AllIPAddresses")), m_ports(&data.tableDataset("AllPorts")),
       m_regTargets(&data.tableDataset("AllRegTargets")), m_extras(&data.tableDataset("ExtraItems")),
-      m_extraFid(m_extras->fieldByName("FID")), m_extraSeq(m_extras->fieldByName("Seq")),
-      m_extraName(m_extras->fieldByName("Name")), m_extraValue(m_extras->fieldByName("Value")) {
+      m_extraFid(m_extras->fieldByName("FID")), m_extraItems(m_extras->fieldByName("Items")) {
     using Role = FieldPlan::Role;
     for (const EventTypeInfo& type : catalogue::types()) {
         TypePlan plan;
@@ -220,19 +220,22 @@ std::int64_t TEventMapper::writeRows(EventState& state) {
 
 void TEventMapper::writeExtraItems(const TypePlan& plan, std::int64_t gid) {
     const EventRecord& record = m_state->FEventRecordData;
-    int seq = 0;
+    m_extraText.clear();
+    bool any = false;
     for (size_t i = 0; i < record.size(); ++i) {
         const auto& [name, value] = record.at(i);
         if (plan.takes(name))
             continue;
-        TTableDataset& extras = *m_extras;
-        extras.append();
-        extras.setInteger(m_extraFid, gid);
-        extras.setInteger(m_extraSeq, seq++);
-        extras.setText(m_extraName, name);
-        extras.setText(m_extraValue, value);
-        extras.post();
+        appendExtraItem(m_extraText, name, value);
+        any = true;
     }
+    if (!any)
+        return;
+    TTableDataset& extras = *m_extras;
+    extras.append();
+    extras.setInteger(m_extraFid, gid);
+    extras.setText(m_extraItems, m_extraText);
+    extras.post();
 }
 
 void TEventMapper::writeTypeRow(const TypePlan& plan, std::int64_t gid, std::string_view description) {

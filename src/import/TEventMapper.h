@@ -103,7 +103,8 @@ private:
     TTableDataset* m_ports;
     TTableDataset* m_regTargets;
     TTableDataset* m_extras;
-    int m_extraFid, m_extraSeq, m_extraName, m_extraValue;
+    int m_extraFid, m_extraItems;
+    std::string m_extraText; // reused, so that an event costs no allocation
     std::vector<TypePlan> m_plans;
     mutable LocaleDateText m_dateText;
 };

@@ -1,5 +1,6 @@
 #include "store/AllEventsSearch.h"
 
+#include "store/ExtraItemsCodec.h"
 #include "store/Schema.h"
 
 #include <algorithm>
@@ -81,6 +82,7 @@ std::unique_ptr<sql::Database> openReadOnlyDatabase(const std::string& path) {
     // Adopt the handle through the usual wrapper: a Database opened read-write would create a
     // missing file and could write to the user's database.
     auto db = std::make_unique<sql::Database>(sql::Database::adopt(handle));
+    registerExtraItemsFunctions(handle);
     return db;
 }
 

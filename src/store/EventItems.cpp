@@ -1,6 +1,7 @@
 #include "store/EventItems.h"
 
 #include "store/EventCatalogue.h"
+#include "store/ExtraItemsCodec.h"
 
 #include <map>
 #include <memory>
@@ -69,12 +70,11 @@ void escapeInto(std::string& out, std::string_view text) {
 } // namespace
 
 std::vector<std::pair<std::string, std::string>> readExtraItems(sql::Database& db, std::int64_t gid) {
-    std::vector<std::pair<std::string, std::string>> items;
-    sql::Statement stmt = db.prepare("SELECT Name, Value FROM ExtraItems WHERE FID = ? ORDER BY Seq");
+    sql::Statement stmt = db.prepare("SELECT Items FROM ExtraItems WHERE FID = ?");
     stmt.bind(1, gid);
-    while (stmt.step())
-        items.emplace_back(std::string(stmt.columnText(0)), valueText(stmt, 1));
-    return items;
+    if (!stmt.step())
+        return {};
+    return decodeExtraItems(stmt.columnText(0));
 }
 
 std::optional<EventItems> readEventItems(sql::Database& db, std::int64_t gid) {
@@ -112,7 +112,7 @@ void forEachEventItems(sql::Database& db, const std::function<void(const EventIt
         }
         return *cursor;
     };
-    sql::Statement extras = db.prepare("SELECT FID, Name, Value FROM ExtraItems ORDER BY FID, Seq");
+    sql::Statement extras = db.prepare("SELECT FID, Items FROM ExtraItems ORDER BY FID");
     bool extraRow = extras.step();
 
     sql::Statement master = db.prepare("SELECT GID, EventType FROM AllEvents ORDER BY GID");
@@ -130,8 +130,9 @@ void forEachEventItems(sql::Database& db, const std::function<void(const EventIt
         }
         while (extraRow && extras.columnInt64(0) < event.gid)
             extraRow = extras.step();
-        while (extraRow && extras.columnInt64(0) == event.gid) {
-            event.items.emplace_back(std::string(extras.columnText(1)), valueText(extras, 2));
+        if (extraRow && extras.columnInt64(0) == event.gid) {
+            for (auto& item : decodeExtraItems(extras.columnText(1)))
+                event.items.push_back(std::move(item));
             extraRow = extras.step();
         }
         visit(event);

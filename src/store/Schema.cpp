@@ -74,13 +74,11 @@ constexpr FieldDef kKelvaneVersionFields[] = {
     {"SVersion", "VARCHAR", "", FieldKind::String, 10, FieldFlag::None},
 };
 
-// Rows of no column: every item of an event that its table has no column for, in the order of the log.
-// Clustered by event, so that one event's items are one short range and need no index of their own.
+// Rows of no column: every item of an event that its table has no column for, in the order of the log,
+// in one text per event (encoded as ExtraItemsCodec.h describes). The event's GID is the row id.
 constexpr FieldDef kExtraItemsFields[] = {
-    {"FID", "INTEGER", "NOT NULL", FieldKind::Int64, 0, FieldFlag::Required},
-    {"Seq", "INTEGER", "NOT NULL", FieldKind::Int32, 0, FieldFlag::Required},
-    {"Name", "VARCHAR", "NOT NULL", FieldKind::String, 0, FieldFlag::None},
-    {"Value", "VARCHAR", "", FieldKind::String, 0, FieldFlag::None},
+    {"FID", "INTEGER", "PRIMARY KEY", FieldKind::Int64, 0, FieldFlag::Required},
+    {"Items", "TEXT", "NOT NULL", FieldKind::String, 0, FieldFlag::None},
 };
 
 constexpr TableDef kSummaryTables[] = {
@@ -93,8 +91,7 @@ constexpr TableDef kSummaryTables[] = {
     {"AllPorts", "AllportsTable", "", kAllPortsFields},
 };
 constexpr TableDef kVersionTable = {"KelvaneVersion", "KelvaneversionTable", "", kKelvaneVersionFields};
-constexpr TableDef kExtraItemsTable = {"ExtraItems",      "ExtraitemsTable",        "",
-                                       kExtraItemsFields, "PRIMARY KEY (FID, Seq)", " WITHOUT ROWID"};
+constexpr TableDef kExtraItemsTable = {"ExtraItems", "ExtraitemsTable", "", kExtraItemsFields};
 
 // The event tables of the first layout in the order its databases were built; the creation script keeps
 // it, so that a database of an older log is built as it always was. Later types follow by id.
@@ -306,9 +303,8 @@ std::vector<SearchSubSelect> searchSubSelects() {
         }
         selects.push_back({type.table, std::move(sql), "rowid"});
     }
-    // The items no column takes are found by their values.
-    std::string sql = "SELECT FID FROM ExtraItems WHERE ";
-    appendLike(sql, "Value");
+    // The items no column takes are found by their values, each value on its own.
+    std::string sql = "SELECT FID FROM ExtraItems WHERE extra_value_like(Items, '%' || :TermParam || '%')";
     selects.push_back({kExtraItemsTable.name, std::move(sql), "FID"});
     return selects;
 }

@@ -1,5 +1,7 @@
 #include "store/Sqlite.h"
 
+#include "store/ExtraItemsCodec.h"
+
 #include <limits>
 
 namespace kelvane::sql {
@@ -24,6 +26,7 @@ Database::Database(const std::string& path, Mode mode) {
     // The all-events view reads on connections of its own; a write that meets one of its reads waits for
     // it to end instead of failing with "database is locked".
     sqlite3_busy_timeout(db, 10000);
+    registerExtraItemsFunctions(db);
 }
 
 void Database::exec(const std::string& sql) {

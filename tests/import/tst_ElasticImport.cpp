@@ -4,6 +4,7 @@
 #include "import/TImportController.h"
 #include "import/elastic/TElasticImportController.h"
 #include "store/EventCatalogue.h"
+#include "store/ExtraItemsCodec.h"
 #include "store/TMainDataModule.h"
 #include "store/TQuery.h"
 
@@ -247,10 +248,18 @@ class TestElasticImport : public QObject {
                   "'sqlite%' AND name NOT IN ('CaseFiles', 'CaseEvents') ORDER BY name")) {
             QStringList columns;
             for (const QString& column : rows(QString("SELECT name FROM pragma_table_info('%1')").arg(table)))
-                // A document has no log order, so extra items are compared without their place.
-                if (column != "GID" && column != "FID" && column != "Seq")
+                if (column != "GID" && column != "FID")
                     columns << '"' + column + '"';
             QStringList content = rows(QString("SELECT %1 FROM \"%2\"").arg(columns.join(','), table));
+            // A document has no log order, so an event's extra items are compared without their place.
+            if (table == "ExtraItems")
+                for (QString& row : content) {
+                    QStringList items;
+                    for (const auto& [name, value] : decodeExtraItems(row.toStdString()))
+                        items << QString::fromStdString(name + '=' + value);
+                    items.sort();
+                    row = items.join('\t');
+                }
             content.sort();
             tables.insert(table, content);
         }

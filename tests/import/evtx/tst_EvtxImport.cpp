@@ -104,7 +104,7 @@ QStringList dump(TMainDataModule& data) {
     for (; !tables.eof(); tables.next())
         names << tables.text(0);
     for (const QString& table : names) {
-        const QString order = table == "ExtraItems" ? " ORDER BY FID, Seq" : " ORDER BY rowid";
+        const QString order = " ORDER BY rowid";
         TQuery rows("rows", ("SELECT * FROM \"" + table + "\"" + order).toStdString());
         rows.open(data.connection());
         for (; !rows.eof(); rows.next()) {
