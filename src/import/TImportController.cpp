@@ -108,7 +108,7 @@ void TImportController::ImportWorker() {
     }
     m_detections = detections.get();
     // A case that takes more logs keeps the matches of its earlier events.
-    const bool appending = lastMasterKey(m_data.connection()) > 0;
+    const bool appending = m_append;
     runInBatches([&](const std::function<void(std::int64_t)>& afterEvent) {
         CaseEventKeys keys;
         keys.load(m_data.connection());

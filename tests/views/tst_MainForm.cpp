@@ -142,7 +142,8 @@ private slots:
         QStringList captions;
         for (int i = 0; i < tabs->count(); ++i)
             captions << tabs->tabText(i);
-        QCOMPARE(captions, (QStringList{"Process View", "Map View", "All Events View", "Hierarchy"}));
+        QCOMPARE(captions,
+                 (QStringList{"Process View", "Map View", "All Events View", "Hierarchy", "Detections"}));
         QCOMPARE(tabs->currentWidget()->objectName(), QString("TabSheetImages"));
         for (const char* name : {"cxGridImages", "cxGridImagePath", "cxGridImageSessions"})
             QVERIFY(grid(name)->emptyTextShown());
