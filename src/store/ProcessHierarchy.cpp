@@ -1,5 +1,7 @@
 #include "store/ProcessHierarchy.h"
 
+#include "store/NamePool.h"
+
 #include "store/TMainDataModule.h"
 
 #include <QHash>
@@ -14,23 +16,6 @@
 namespace kelvane {
 
 namespace {
-
-// Exe names repeat across hundreds of thousands of rows: one shared copy of each keeps the tree small.
-class NamePool {
-public:
-    QString intern(std::string_view utf8) {
-        const QByteArray key = QByteArray::fromRawData(utf8.data(), static_cast<qsizetype>(utf8.size()));
-        const auto found = m_names.constFind(key);
-        if (found != m_names.constEnd())
-            return found.value();
-        const QString name = QString::fromUtf8(key);
-        m_names.insert(QByteArray(utf8.data(), static_cast<qsizetype>(utf8.size())), name);
-        return name;
-    }
-
-private:
-    QHash<QByteArray, QString> m_names;
-};
 
 QByteArray guidOf(const sql::Statement& statement, int column) {
     const std::string_view text = statement.columnText(column);

@@ -1,5 +1,7 @@
 #include "store/ProcessTreeIndex.h"
 
+#include "store/NamePool.h"
+
 #include "store/TMainDataModule.h"
 
 #include <QHash>
@@ -29,23 +31,6 @@ void appendFolded(std::string& out, std::string_view utf8) {
 std::string_view viewOf(const QByteArray& bytes) {
     return {bytes.constData(), static_cast<size_t>(bytes.size())};
 }
-
-// Users, integrity levels and computers repeat across every process: one shared copy of each.
-class Names {
-public:
-    QString intern(std::string_view utf8) {
-        const QByteArray key = QByteArray::fromRawData(utf8.data(), static_cast<qsizetype>(utf8.size()));
-        const auto found = m_names.constFind(key);
-        if (found != m_names.constEnd())
-            return found.value();
-        const QString name = QString::fromUtf8(key);
-        m_names.insert(QByteArray(utf8.data(), static_cast<qsizetype>(utf8.size())), name);
-        return name;
-    }
-
-private:
-    QHash<QByteArray, QString> m_names;
-};
 
 QByteArray bytesOf(std::string_view text) {
     return QByteArray(text.data(), static_cast<qsizetype>(text.size()));
@@ -326,7 +311,7 @@ std::vector<ProcessFacts> ProcessTreeIndex::readFacts(TMainDataModule& data, con
     };
 
     sql::Database& db = data.connection();
-    Names names;
+    NamePool names;
     sql::Statement creations = db.prepare(
         "SELECT FID, ProcessId, User, IntegrityLevel, UtcTime, CommandLine, Computer FROM ProcessCreate");
     while (creations.step()) {
